@@ -1,0 +1,31 @@
+/* Basic types shared by every public header of the library. */
+#ifndef LUMIVA_TYPES_H
+#define LUMIVA_TYPES_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define LMV_EXPORT __declspec(dllexport)
+#else
+#define LMV_EXPORT __attribute__((visibility("default")))
+#endif
+
+typedef float float32_t;
+
+/** Status codes returned by the operations that report one. */
+typedef enum {
+    LUMIVA_SUCCESS = 0,
+    LUMIVA_BAD_PARAMS = 3,        /**< a null pointer, a zero size, a short stride or an unknown option */
+    LUMIVA_NO_DEFAULT_DSP = 6,    /**< no default DSP domain was set */
+    LUMIVA_DSP_RESTARTED = 104,   /**< the DSP subsystem restarted during the call */
+    LUMIVA_UNSUPPORTED = 0x8000   /**< the chosen unit declines this call: run it on the CPU */
+} LMV_STATUS;
+
+/** What an arithmetic result that leaves the destination range becomes. */
+typedef enum {
+    LUMIVA_OVERFLOW_WRAP = 0,     /**< truncated to the destination width */
+    LUMIVA_OVERFLOW_SATURATE = 1  /**< clamped to the destination range */
+} LMV_OVERFLOW_POLICY;
+
+#endif

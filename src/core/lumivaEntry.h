@@ -1,0 +1,49 @@
+// Support of the generated entry functions: the fallback of remote and GPU choices,
+// the runtime log, the assertion message and the call through the function table.
+#ifndef LUMIVA_ENTRY_H
+#define LUMIVA_ENTRY_H
+
+#include "lumiva/lumiva.h"
+
+#include <cstdlib>
+
+inline bool ilmvIsRemoteImpl(uint32_t idx)
+{
+    return idx < LMV_IMPL_COUNT && ((LMV_IMPL_REMOTE_MASK >> idx) & 1u);
+}
+
+// True when every value is a multiple of `align`.
+template <class... Values>
+inline bool ilmvMultipleOf(uintptr_t align, Values... values)
+{
+    return ((values % align == 0) && ...);
+}
+
+// A remote choice stays only when the call meets the remote row (unless the checks are
+// off); a GPU choice only when it meets the GPU row. Otherwise the SIMD form runs.
+template <class RemoteFits, class GpuFits>
+inline uint32_t ilmvDemote(uint32_t idx, RemoteFits remoteFits, GpuFits gpuFits)
+{
+    if (ilmvIsRemoteImpl(idx) && HW_constraint_checks_enable && !remoteFits())
+        return LMV_IMPL_V;
+    if (idx == LMV_IMPL_G && !gpuFits())
+        return LMV_IMPL_V;
+    return idx;
+}
+
+// "name_IMPL" under the runtime tag when the log property is on; a corrupt index ends the process.
+void ilmvRuntimeLog(const char* name, uint32_t idx);
+
+// "Assertion failed @name: rule"; returns what the log call returned.
+int ilmvAssertFailed(const char* name, const char* rule);
+
+// The implementation of `slot` in column `idx`, typed; a corrupt index ends the process.
+template <class Fn>
+inline Fn ilmvImpl(uint32_t slot, uint32_t idx)
+{
+    if (idx >= LMV_IMPL_COUNT)
+        std::abort();
+    return reinterpret_cast<Fn>(lmvFuncTable[slot * LMV_IMPL_COUNT + idx]);
+}
+
+#endif

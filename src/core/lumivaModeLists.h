@@ -1,0 +1,28 @@
+// The fixed slot lists that the index setters and the mode tables write.
+#ifndef LUMIVA_MODE_LISTS_H
+#define LUMIVA_MODE_LISTS_H
+
+#include <cstddef>
+#include <cstdint>
+
+// A run of consecutive API slots, first and last included.
+struct ILMV_SLOT_RANGE {
+    uint16_t first;
+    uint16_t last;
+};
+
+template <size_t N>
+constexpr size_t ilmvCountOf(const ILMV_SLOT_RANGE (&)[N])
+{
+    return N;
+}
+
+extern const uint16_t ilmvGpuSlots[42];
+extern const uint16_t ilmvPerformanceDspSlots[15];
+extern const uint16_t ilmvPerformanceGpuSlots[9];
+extern const ILMV_SLOT_RANGE ilmvLowPowerRanges[];
+extern const size_t ilmvLowPowerRangeCount;
+extern const ILMV_SLOT_RANGE ilmvCpuOffloadRanges[];
+extern const size_t ilmvCpuOffloadRangeCount;
+
+#endif

@@ -1,0 +1,125 @@
+// Index setters: each writes one implementation index into a set of slots of the
+// choice tables, never the function tables. Stores stop at the record's counts, so a
+// shorter caller's record is written only as far as it reaches.
+#include "core/lumivaModeLists.h"
+#include "core/lumivaCore.h"
+
+#include <initializer_list>
+
+
+namespace {
+
+enum SetterResult { kDone = 0, kNoRecord = 1, kNoImplTable = 2, kNoInternalTable = 3, kNoColumn = 4 };
+
+constexpr uint32_t kHwDsp = 0x8;
+constexpr uint32_t kHwGpu = 0x20;
+
+int checkRecord(const LMV_FUNC_MANAGER* m, uint32_t index, bool touchesInternal)
+{
+    if (!m) return kNoRecord;
+    if (!m->implTable) return kNoImplTable;
+    if (touchesInternal && !m->internalImplTable) return kNoInternalTable;
+    if (m->implCount <= index) return kNoColumn;
+    return kDone;
+}
+
+void setApi(LMV_FUNC_MANAGER* m, uint32_t slot, uint32_t index)
+{
+    if (slot < m->apiCount) m->implTable[slot] = index;
+}
+
+void setInternal(LMV_FUNC_MANAGER* m, std::initializer_list<uint32_t> slots, uint32_t index)
+{
+    for (uint32_t slot : slots)
+        if (slot < m->internalCount) m->internalImplTable[slot] = index;
+}
+
+template <size_t N>
+void setList(LMV_FUNC_MANAGER* m, const uint16_t (&slots)[N], uint32_t index)
+{
+    for (uint16_t slot : slots) setApi(m, slot, index);
+}
+
+void setRanges(LMV_FUNC_MANAGER* m, const ILMV_SLOT_RANGE* ranges, size_t count, uint32_t index)
+{
+    for (size_t r = 0; r < count; ++r)
+        for (uint32_t slot = ranges[r].first; slot <= ranges[r].last; ++slot) setApi(m, slot, index);
+}
+
+// Index into every slot that has a remote form, and into the internal slots the DSP serves.
+int setDspCapable(LMV_FUNC_MANAGER* m, uint32_t index)
+{
+    if (int check = checkRecord(m, index, true)) return check;
+    for (size_t i = 0; i < ilmvApiFormCount; ++i)
+        if (ilmvIsDspCapable(ilmvApiForms[i])) setApi(m, ilmvApiForms[i].slot, index);
+    setInternal(m, {0, 1, 2, 3, 4, 5, 6, 7, 10, 11, 12}, index);
+    return kDone;
+}
+
+// The hardware mode tables move a fixed list to the CDSP form, once the DSP is usable.
+int setCdspRanges(LMV_FUNC_MANAGER* m, int32_t mode, const ILMV_SLOT_RANGE* ranges, size_t count)
+{
+    if (!m || !m->implTable || !m->internalImplTable || !(ilmvAvailableHardware(mode) & kHwDsp) ||
+        m->implCount < 6)
+        return kNoRecord;
+    setInternal(m, {10, 11}, LMV_IMPL_XC);
+    setRanges(m, ranges, count, LMV_IMPL_XC);
+    return kDone;
+}
+
+}  // namespace
+
+extern "C" {
+
+LMV_EXPORT int uVIndex(void)
+{
+    for (size_t i = 0; i < ilmvApiFormCount; ++i)
+        if (ilmvApiForms[i].forms[LMV_IMPL_V]) lmvImplTable[ilmvApiForms[i].slot] = LMV_IMPL_V;
+    for (uint32_t slot : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 12, 13}) lmvInternalImplTable[slot] = LMV_IMPL_V;
+    return kDone;
+}
+
+LMV_EXPORT int uXIndex(LMV_FUNC_MANAGER* manager)
+{
+    return setDspCapable(manager, LMV_IMPL_X);
+}
+
+LMV_EXPORT int uXacmIndex(LMV_FUNC_MANAGER* manager, uint32_t domain)
+{
+    if (domain < LMV_IMPL_XA || domain > LMV_IMPL_XM)
+        return manager ? kNoColumn : kNoRecord;
+    return setDspCapable(manager, domain);
+}
+
+LMV_EXPORT int uGIndex(LMV_FUNC_MANAGER* manager)
+{
+    if (int check = checkRecord(manager, LMV_IMPL_G, false)) return check;
+    setList(manager, ilmvGpuSlots, LMV_IMPL_G);
+    return kDone;
+}
+
+LMV_EXPORT int uHWLowPowerModeTable(LMV_FUNC_MANAGER* manager)
+{
+    return setCdspRanges(manager, 0, ilmvLowPowerRanges, ilmvLowPowerRangeCount);
+}
+
+LMV_EXPORT int uXCpuOffloadModeTable(LMV_FUNC_MANAGER* manager)
+{
+    return setCdspRanges(manager, 2, ilmvCpuOffloadRanges, ilmvCpuOffloadRangeCount);
+}
+
+LMV_EXPORT int uHWPerformanceModeTable(LMV_FUNC_MANAGER* m)
+{
+    if (!m || !m->implTable || !m->internalImplTable)
+        return kNoRecord;
+    uint32_t hardware = ilmvAvailableHardware(1);
+    if ((hardware & kHwDsp) && m->implCount >= 6) {
+        setInternal(m, {10, 11}, LMV_IMPL_XC);
+        setList(m, ilmvPerformanceDspSlots, LMV_IMPL_XC);
+    }
+    if ((hardware & kHwGpu) && m->implCount >= 4 && m->apiCount >= 2)
+        setList(m, ilmvPerformanceGpuSlots, LMV_IMPL_G);
+    return kDone;
+}
+
+}  // extern "C"

@@ -1,0 +1,774 @@
+// NEON forms of the element-wise arithmetic family. Each walks the image with the row
+// walk of the reference forms (one run when the image is tightly packed), processes
+// 16 elements per step with an 8-element step after, and hands the last elements to
+// the reference rule, so the bytes equal the reference ones.
+#include "core/lumivaImage.h"
+#include "cpu/lumivaArithmOps.h"
+#include "lumivaKernels.h"
+#include "simd/lumivaNeon.h"
+
+#include <cstring>
+
+using namespace ilmv;
+
+namespace {
+
+// ---- Walks ---------------------------------------------------------------------------
+
+// Byte images, same width in and out: `vec(a, b)` on Q and D registers, `one(a, b)` on the rest.
+template <class Out, class Vec, class One>
+void bytes2(const uint8_t* src1, uint32_t s1, const uint8_t* src2, uint32_t s2, Out* dst, uint32_t sd,
+            uint32_t w, uint32_t h, Vec vec, One one)
+{
+    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* a, const uint8_t* b, Out* d) {
+        stepBytes(n, [&](size_t i, auto reg) { store(d + i, vec(load(a + i, reg), load(b + i, reg))); },
+                  [&](size_t i) { d[i] = one(a[i], b[i]); });
+    }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(dst, sd));
+}
+
+template <class Vec, class One>
+void bytes1(const uint8_t* src, uint32_t ss, uint8_t* dst, uint32_t sd, uint32_t w, uint32_t h, Vec vec, One one)
+{
+    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* a, uint8_t* d) {
+        stepBytes(n, [&](size_t i, auto reg) { store(d + i, vec(load(a + i, reg))); }, [&](size_t i) { d[i] = one(a[i]); });
+    }, ilmvPlane(src, ss), ilmvPlane(dst, sd));
+}
+
+// Any element types: `eight(a, b, d)` handles 8 elements at the given pointers.
+template <class A, class B, class D, class Eight, class One>
+void by8(const A* src1, uint32_t s1, const B* src2, uint32_t s2, D* dst, uint32_t sd, uint32_t w, uint32_t h,
+         Eight eight, One one)
+{
+    ilmvForEachRow(w, h, [&](size_t n, const A* a, const B* b, D* d) {
+        stepBy8(n, [&](size_t i) { eight(a + i, b + i, d + i); }, [&](size_t i) { d[i] = one(a[i], b[i]); });
+    }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(dst, sd));
+}
+
+template <class A, class D, class Eight, class One>
+void by8(const A* src, uint32_t ss, D* dst, uint32_t sd, uint32_t w, uint32_t h, Eight eight, One one)
+{
+    ilmvForEachRow(w, h, [&](size_t n, const A* a, D* d) {
+        stepBy8(n, [&](size_t i) { eight(a + i, d + i); }, [&](size_t i) { d[i] = one(a[i]); });
+    }, ilmvPlane(src, ss), ilmvPlane(dst, sd));
+}
+
+// ---- 32-bit lanes --------------------------------------------------------------------
+
+inline int32x4_t ld(const int32_t* p) { return vld1q_s32(p); }
+inline float32x4_t ld(const float32_t* p) { return vld1q_f32(p); }
+inline uint32x4_t ld(const uint32_t* p) { return vld1q_u32(p); }
+inline void st(int32_t* p, int32x4_t v) { vst1q_s32(p, v); }
+inline void st(float32_t* p, float32x4_t v) { vst1q_f32(p, v); }
+inline void st(uint32_t* p, uint32x4_t v) { vst1q_u32(p, v); }
+inline int32x4_t dup(int32_t v) { return vdupq_n_s32(v); }
+inline float32x4_t dup(float32_t v) { return vdupq_n_f32(v); }
+inline int32x4_t absDiffVec(int32x4_t a, int32x4_t b) { return vabsq_s32(vsubq_s32(a, b)); }
+inline float32x4_t absDiffVec(float32x4_t a, float32x4_t b) { return vabsq_f32(vsubq_f32(a, b)); }
+
+// Two Q registers of 32-bit lanes: 8 elements.
+template <class T, class Vec>
+inline void lanes8(const T* a, const T* b, T* d, Vec vec)
+{
+    st(d, vec(ld(a), ld(b)));
+    st(d + 4, vec(ld(a + 4), ld(b + 4)));
+}
+
+// ---- Fixed-point scaling -------------------------------------------------------------
+
+inline uint32x4_t scaledVec(uint32x4_t p, Shift s)
+{
+    if (s.zero) return vdupq_n_u32(0);
+    if (s.right) return vrshlq_u32(p, vdupq_n_s32(-static_cast<int32_t>(s.count)));
+    return vshlq_u32(p, vdupq_n_s32(static_cast<int32_t>(s.count)));
+}
+
+inline int32x4_t scaledVec(int32x4_t p, Shift s)
+{
+    if (s.zero) return vdupq_n_s32(0);
+    if (s.right) return vrshlq_s32(p, vdupq_n_s32(-static_cast<int32_t>(s.count)));
+    return vshlq_s32(p, vdupq_n_s32(static_cast<int32_t>(s.count)));
+}
+
+// Scaled products of 8 byte pairs, as two vectors of 32-bit lanes.
+struct Products {
+    uint32x4_t lo, hi;
+};
+
+inline Products scaledProducts(const uint8_t* a, const uint8_t* b, Shift s)
+{
+    uint16x8_t p = vmull_u8(vld1_u8(a), vld1_u8(b));
+    return {scaledVec(vmovl_u16(vget_low_u16(p)), s), scaledVec(vmovl_u16(vget_high_u16(p)), s)};
+}
+
+// ---- Channel patterns ----------------------------------------------------------------
+
+// A run of interleaved pixels seen as elements: 3 registers of constants repeat every
+// 3 * lanes elements, a multiple of 1, 3 and 4 channels, so the phase never drifts.
+template <class T, size_t Lanes>
+struct Pattern {
+    T values[3 * Lanes];
+    Pattern(const T* channelValues, size_t channels)
+    {
+        for (size_t j = 0; j < 3 * Lanes; ++j) values[j] = channelValues[j % channels];
+    }
+};
+
+template <class T, class Vec, class One>
+void patternRow(const T* a, T* d, size_t elems, const Pattern<T, 16 / sizeof(T)>& pat, Vec vec, One one)
+{
+    constexpr size_t lanes = 16 / sizeof(T);
+    size_t i = 0;
+    for (; i + 3 * lanes <= elems; i += 3 * lanes)
+        for (size_t k = 0; k < 3; ++k) vec(a ? a + i + k * lanes : nullptr, d + i + k * lanes, pat.values + k * lanes);
+    for (; i < elems; ++i) one(i);
+}
+
+template <class T, class VecType>
+void absDiffV(const T* src, uint32_t w, uint32_t h, uint32_t ss, const T* values, size_t ch, T* dst, uint32_t sd)
+{
+    const Pattern<T, 4> pat(values, ch);
+    ilmvForEachRow(w, h, [&](size_t n, const T* a, T* d) {
+        patternRow(a, d, n * ch, pat, [](const T* x, T* y, const T* p) { st(y, absDiffVec(ld(x), ld(p))); },
+                   [&](size_t i) { d[i] = absDiff(a[i], values[i % ch]); });
+    }, ilmvPlane(src, ss, ch), ilmvPlane(dst, sd, ch));
+}
+
+void absDiffVBytes(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, const uint8_t* values, size_t ch,
+                   uint8_t* dst, uint32_t sd)
+{
+    const Pattern<uint8_t, 16> pat(values, ch);
+    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* a, uint8_t* d) {
+        patternRow(a, d, n * ch, pat,
+                   [](const uint8_t* x, uint8_t* y, const uint8_t* p) { vst1q_u8(y, vabdq_u8(vld1q_u8(x), vld1q_u8(p))); },
+                   [&](size_t i) { d[i] = absDiff(a[i], values[i % ch]); });
+    }, ilmvPlane(src, ss, ch), ilmvPlane(dst, sd, ch));
+}
+
+// ---- Fills ---------------------------------------------------------------------------
+
+// Lanes that are all ones where the mask byte of the pixel is non-zero.
+inline uint32x4_t maskLanes(const uint8_t* m)
+{
+    const uint32_t words[4] = {m[0], m[1], m[2], m[3]};
+    uint32x4_t v = vld1q_u32(words);
+    return vtstq_u32(v, v);
+}
+
+template <size_t Ch>
+void fillMaskedBytes(uint8_t* d, const uint8_t* m, size_t n, const uint8_t* values)
+{
+    size_t x = 0;
+    for (; x + 16 <= n; x += 16) {
+        uint8x16_t keep = vtstq_u8(vld1q_u8(m + x), vld1q_u8(m + x));
+        if constexpr (Ch == 1) {
+            vst1q_u8(d + x, vbslq_u8(keep, vdupq_n_u8(values[0]), vld1q_u8(d + x)));
+        } else if constexpr (Ch == 3) {
+            uint8x16x3_t px = vld3q_u8(d + x * 3);
+            for (size_t c = 0; c < 3; ++c) px.val[c] = vbslq_u8(keep, vdupq_n_u8(values[c]), px.val[c]);
+            vst3q_u8(d + x * 3, px);
+        } else {
+            uint8x16x4_t px = vld4q_u8(d + x * 4);
+            for (size_t c = 0; c < 4; ++c) px.val[c] = vbslq_u8(keep, vdupq_n_u8(values[c]), px.val[c]);
+            vst4q_u8(d + x * 4, px);
+        }
+    }
+    for (; x < n; ++x)
+        if (m[x])
+            for (size_t c = 0; c < Ch; ++c) d[x * Ch + c] = values[c];
+}
+
+template <size_t Ch>
+void fillMaskedWords(uint32_t* d, const uint8_t* m, size_t n, const uint32_t* values)
+{
+    size_t x = 0;
+    for (; x + 4 <= n; x += 4) {
+        uint32x4_t keep = maskLanes(m + x);
+        if constexpr (Ch == 1) {
+            vst1q_u32(d + x, vbslq_u32(keep, vdupq_n_u32(values[0]), vld1q_u32(d + x)));
+        } else if constexpr (Ch == 3) {
+            uint32x4x3_t px = vld3q_u32(d + x * 3);
+            for (size_t c = 0; c < 3; ++c) px.val[c] = vbslq_u32(keep, vdupq_n_u32(values[c]), px.val[c]);
+            vst3q_u32(d + x * 3, px);
+        } else {
+            uint32x4x4_t px = vld4q_u32(d + x * 4);
+            for (size_t c = 0; c < 4; ++c) px.val[c] = vbslq_u32(keep, vdupq_n_u32(values[c]), px.val[c]);
+            vst4q_u32(d + x * 4, px);
+        }
+    }
+    for (; x < n; ++x)
+        if (m[x])
+            for (size_t c = 0; c < Ch; ++c) d[x * Ch + c] = values[c];
+}
+
+template <class T, size_t Ch, class MaskedRow>
+void fill(T* img, uint32_t w, uint32_t h, uint32_t stride, const T* values, const uint8_t* mask, uint32_t maskStride,
+          MaskedRow maskedRow)
+{
+    if (stride == 0) stride = static_cast<uint32_t>(w * Ch * sizeof(T));
+    if (maskStride == 0) maskStride = w;
+    const Pattern<T, 16 / sizeof(T)> pat(values, Ch);
+    ilmvForEachRow(w, h, [&](size_t n, T* d, const uint8_t* m) {
+        if (m) {
+            maskedRow(d, m, n);
+            return;
+        }
+        patternRow(static_cast<const T*>(nullptr), d, n * Ch, pat,
+                   [](const T*, T* y, const T* p) { std::memcpy(y, p, 16); },
+                   [&](size_t i) { d[i] = values[i % Ch]; });
+    }, ilmvPlane(img, stride, Ch), ilmvPlane(mask, maskStride));
+}
+
+template <size_t Ch>
+void fillBytes(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, const uint8_t* values, const uint8_t* mask,
+               uint32_t maskStride)
+{
+    fill<uint8_t, Ch>(img, w, h, stride, values, mask, maskStride,
+                      [&](uint8_t* d, const uint8_t* m, size_t n) { fillMaskedBytes<Ch>(d, m, n, values); });
+}
+
+// 32-bit fills copy bit patterns, so integers and floats share one kernel.
+template <size_t Ch, class T>
+void fillWords(T* img, uint32_t w, uint32_t h, uint32_t stride, const T* values, const uint8_t* mask,
+               uint32_t maskStride)
+{
+    static_assert(sizeof(T) == 4, "32-bit elements");
+    uint32_t words[Ch];
+    std::memcpy(words, values, sizeof words);
+    fill<uint32_t, Ch>(reinterpret_cast<uint32_t*>(img), w, h, stride, words, mask, maskStride,
+                       [&](uint32_t* d, const uint8_t* m, size_t n) { fillMaskedWords<Ch>(d, m, n, words); });
+}
+
+// ---- Masked or ---------------------------------------------------------------------
+
+void bitwiseOrBytes(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2, uint32_t s2,
+                    const uint8_t* mask, uint32_t sm, uint8_t* dst, uint32_t sd)
+{
+    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* a, const uint8_t* b, const uint8_t* m, uint8_t* d) {
+        stepBytes(n, [&](size_t i, auto reg) {
+            auto v = bitOr(load(a + i, reg), load(b + i, reg));
+            store(d + i, m ? bitAnd(v, nonZero(load(m + i, reg))) : v);
+        }, [&](size_t i) { d[i] = (!m || m[i]) ? (a[i] | b[i]) : 0; });
+    }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(mask, sm), ilmvPlane(dst, sd));
+}
+
+void bitwiseOrWords(const int32_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int32_t* src2, uint32_t s2,
+                    const uint8_t* mask, uint32_t sm, int32_t* dst, uint32_t sd)
+{
+    ilmvForEachRow(w, h, [&](size_t n, const int32_t* a, const int32_t* b, const uint8_t* m, int32_t* d) {
+        stepBy8(n, [&](size_t i) {
+            for (size_t k = i; k < i + 8; k += 4) {
+                int32x4_t v = vorrq_s32(vld1q_s32(a + k), vld1q_s32(b + k));
+                vst1q_s32(d + k, m ? vandq_s32(v, vreinterpretq_s32_u32(maskLanes(m + k))) : v);
+            }
+        }, [&](size_t i) { d[i] = (!m || m[i]) ? (a[i] | b[i]) : 0; });
+    }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(mask, sm), ilmvPlane(dst, sd));
+}
+
+}  // namespace
+
+extern "C" {
+
+LMV_EXPORT void lmvAbsDiffu8V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                              uint8_t* dst, uint32_t sd)
+{
+    // max(a, b) - min(a, b) per byte, which is |a - b| for every input.
+    bytes2(src1, ss, src2, ss, dst, sd, w, h, [](auto a, auto b) { return absd(a, b); },
+           [](uint8_t a, uint8_t b) { return absDiff(a, b); });
+}
+
+LMV_EXPORT void lmvAbsDiffs32V(const int32_t* src1, const int32_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                               int32_t* dst, uint32_t sd)
+{
+    // The difference wraps before the absolute value, as in the reference.
+    by8(src1, ss, src2, ss, dst, sd, w, h,
+        [](const int32_t* a, const int32_t* b, int32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); }); },
+        [](int32_t a, int32_t b) { return absDiff(a, b); });
+}
+
+LMV_EXPORT void lmvAbsDifff32V(const float32_t* src1, const float32_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                               float32_t* dst, uint32_t sd)
+{
+    by8(src1, ss, src2, ss, dst, sd, w, h,
+        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); }); },
+        [](float32_t a, float32_t b) { return absDiff(a, b); });
+}
+
+LMV_EXPORT void lmvAbsDiffVu8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t v, uint8_t* dst,
+                               uint32_t sd)
+{
+    absDiffVBytes(src, w, h, ss, &v, 1, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVs32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, int32_t v, int32_t* dst,
+                                uint32_t sd)
+{
+    absDiffV<int32_t, int32x4_t>(src, w, h, ss, &v, 1, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVf32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t v,
+                                float32_t* dst, uint32_t sd)
+{
+    absDiffV<float32_t, float32x4_t>(src, w, h, ss, &v, 1, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVc4u8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t v1, uint8_t v2,
+                                 uint8_t v3, uint8_t v4, uint8_t* dst, uint32_t sd)
+{
+    const uint8_t values[] = {v1, v2, v3, v4};
+    absDiffVBytes(src, w, h, ss, values, 4, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVc4s32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, int32_t v1, int32_t v2,
+                                  int32_t v3, int32_t v4, int32_t* dst, uint32_t sd)
+{
+    const int32_t values[] = {v1, v2, v3, v4};
+    absDiffV<int32_t, int32x4_t>(src, w, h, ss, values, 4, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVc4f32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t v1,
+                                  float32_t v2, float32_t v3, float32_t v4, float32_t* dst, uint32_t sd)
+{
+    const float32_t values[] = {v1, v2, v3, v4};
+    absDiffV<float32_t, float32x4_t>(src, w, h, ss, values, 4, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVc3u8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t v1, uint8_t v2,
+                                 uint8_t v3, uint8_t* dst, uint32_t sd)
+{
+    const uint8_t values[] = {v1, v2, v3};
+    absDiffVBytes(src, w, h, ss, values, 3, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVc3s32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, int32_t v1, int32_t v2,
+                                  int32_t v3, int32_t* dst, uint32_t sd)
+{
+    const int32_t values[] = {v1, v2, v3};
+    absDiffV<int32_t, int32x4_t>(src, w, h, ss, values, 3, dst, sd);
+}
+
+LMV_EXPORT void lmvAbsDiffVc3f32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t v1,
+                                  float32_t v2, float32_t v3, float32_t* dst, uint32_t sd)
+{
+    const float32_t values[] = {v1, v2, v3};
+    absDiffV<float32_t, float32x4_t>(src, w, h, ss, values, 3, dst, sd);
+}
+
+LMV_EXPORT LMV_STATUS lmvAddu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
+                                uint32_t s2, LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    auto one = [=](uint8_t a, uint8_t b) { return applyPolicy<uint8_t>(a + b, policy); };
+    if (policy == LUMIVA_OVERFLOW_WRAP)
+        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return add(a, b); }, one);
+    else
+        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return addSat(a, b); }, one);
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvAdds16_v2V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int16_t* src2,
+                                    uint32_t s2, LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const int16_t* a, const int16_t* b, int16_t* d) {
+        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
+        vst1q_s16(d, wrap ? vaddq_s16(x, y) : vqaddq_s16(x, y));
+    }, [=](int16_t a, int16_t b) { return applyPolicy<int16_t>(a + b, policy); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvAddu16u8u16V(const uint16_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                      const uint8_t* src2, uint32_t s2, LMV_OVERFLOW_POLICY policy, uint16_t* dst,
+                                      uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint16_t* a, const uint8_t* b, uint16_t* d) {
+        uint16x8_t x = vld1q_u16(a), y = vmovl_u8(vld1_u8(b));
+        vst1q_u16(d, wrap ? vaddq_u16(x, y) : vqaddq_u16(x, y));
+    }, [=](uint16_t a, uint8_t b) { return applyPolicy<uint16_t>(a + b, policy); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT void lmvAddu8u16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
+                             uint32_t s2, uint16_t* dst, uint32_t sd)
+{
+    by8(src1, s1, src2, s2, dst, sd, w, h,
+        [](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vaddl_u8(vld1_u8(a), vld1_u8(b))); },
+        [](uint8_t a, uint8_t b) { return static_cast<uint16_t>(a + b); });
+}
+
+LMV_EXPORT void lmvAdds16V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int16_t* src2,
+                           uint32_t s2, int16_t* dst, uint32_t sd)
+{
+    by8(src1, s1, src2, s2, dst, sd, w, h,
+        [](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), vld1q_s16(b))); },
+        [](int16_t a, int16_t b) { return saturate<int16_t>(a + b); });
+}
+
+LMV_EXPORT void lmvAddf32V(const float32_t* src1, uint32_t w, uint32_t h, uint32_t s1, const float32_t* src2,
+                           uint32_t s2, float32_t* dst, uint32_t sd)
+{
+    by8(src1, s1, src2, s2, dst, sd, w, h,
+        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return vaddq_f32(x, y); }); },
+        [](float32_t a, float32_t b) { return a + b; });
+}
+
+LMV_EXPORT LMV_STATUS lmvSubtractu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
+                                     uint32_t s2, LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    auto one = [=](uint8_t a, uint8_t b) { return applyPolicy<uint8_t>(a - b, policy); };
+    if (policy == LUMIVA_OVERFLOW_WRAP)
+        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return sub(a, b); }, one);
+    else
+        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return subSat(a, b); }, one);
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvSubtracts16V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int16_t* src2,
+                                      uint32_t s2, LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const int16_t* a, const int16_t* b, int16_t* d) {
+        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
+        vst1q_s16(d, wrap ? vsubq_s16(x, y) : vqsubq_s16(x, y));
+    }, [=](int16_t a, int16_t b) { return applyPolicy<int16_t>(a - b, policy); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvSubtractu8s16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                        const uint8_t* src2, uint32_t s2, int16_t* dst, uint32_t sd)
+{
+    // The 16-bit wrapped difference of two bytes is their signed difference.
+    by8(src1, s1, src2, s2, dst, sd, w, h, [](const uint8_t* a, const uint8_t* b, int16_t* d) {
+        vst1q_s16(d, vreinterpretq_s16_u16(vsubl_u8(vld1_u8(a), vld1_u8(b))));
+    }, [](uint8_t a, uint8_t b) { return static_cast<int16_t>(a - b); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvAddWeightedu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                        const uint8_t* src2, uint32_t s2, float32_t alpha, float32_t beta,
+                                        uint8_t* dst, uint32_t sd)
+{
+    const int16_t wa = weightOf(alpha), wb = weightOf(beta);
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, uint8_t* d) {
+        int16x8_t x = vreinterpretq_s16_u16(vmovl_u8(vld1_u8(a)));
+        int16x8_t y = vreinterpretq_s16_u16(vmovl_u8(vld1_u8(b)));
+        int32x4_t lo = vmlal_n_s16(vmull_n_s16(vget_low_s16(x), wa), vget_low_s16(y), wb);
+        int32x4_t hi = vmlal_n_s16(vmull_n_s16(vget_high_s16(x), wa), vget_high_s16(y), wb);
+        // (sum + 128) >> 8 is a rounding shift; the narrowing clamps to 0..255.
+        uint16x8_t sum = vcombine_u16(vqmovun_s32(vrshrq_n_s32(lo, 8)), vqmovun_s32(vrshrq_n_s32(hi, 8)));
+        vst1_u8(d, vqmovn_u16(sum));
+    }, [=](uint8_t a, uint8_t b) { return weighted(a, b, wa, wb); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvAddSquaredu8u16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                          const uint16_t* src2, uint32_t s2, int32_t scale, uint16_t* dst,
+                                          uint32_t sd)
+{
+    const Shift s = shiftOf(scale);
+    // A rounding right shift of 16 or more leaves nothing of a 16-bit term.
+    const bool none = s.zero || (s.right && s.count >= 16);
+    const uint16_t bias = static_cast<uint16_t>(s.right && s.count ? 1u << (s.count - 1) : 0u);
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint16_t* acc, uint16_t* d) {
+        uint8x8_t x = vld1_u8(a);
+        uint16x8_t sum = vld1q_u16(acc);
+        if (none) {
+            vst1q_u16(d, sum);
+        } else if (s.right) {
+            uint16x8_t term = vaddq_u16(vmull_u8(x, x), vdupq_n_u16(bias));
+            term = vshlq_u16(term, vdupq_n_s16(-static_cast<int16_t>(s.count)));
+            vst1q_u16(d, vqaddq_u16(sum, term));
+        } else {
+            uint16x8_t sq = vmull_u8(x, x);
+            int32x4_t n = vdupq_n_s32(static_cast<int32_t>(s.count));
+            uint32x4_t lo = vqaddq_u32(vmovl_u16(vget_low_u16(sum)), vshlq_u32(vmovl_u16(vget_low_u16(sq)), n));
+            uint32x4_t hi = vqaddq_u32(vmovl_u16(vget_high_u16(sum)), vshlq_u32(vmovl_u16(vget_high_u16(sq)), n));
+            vst1q_u16(d, vcombine_u16(vqmovn_u32(lo), vqmovn_u32(hi)));
+        }
+    }, [=](uint8_t a, uint16_t acc) { return addSquared(a, acc, s); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvElementMultiplyu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                            const uint8_t* src2, uint32_t s2, int32_t scale,
+                                            LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    const Shift s = shiftOf(scale);
+    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, uint8_t* d) {
+        Products p = scaledProducts(a, b, s);
+        vst1_u8(d, wrap ? vmovn_u16(vcombine_u16(vmovn_u32(p.lo), vmovn_u32(p.hi)))
+                        : vqmovn_u16(vcombine_u16(vqmovn_u32(p.lo), vqmovn_u32(p.hi))));
+    }, [=](uint8_t a, uint8_t b) { return applyPolicy<uint8_t>(scaled(static_cast<uint32_t>(a * b), s), policy); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvElementMultiplyu8s16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                               const uint8_t* src2, uint32_t s2, int32_t scale,
+                                               LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    const Shift s = shiftOf(scale);
+    const uint32x4_t limit = vdupq_n_u32(policy == LUMIVA_OVERFLOW_WRAP ? 0xFFFFFFFFu : 32767u);
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, int16_t* d) {
+        Products p = scaledProducts(a, b, s);
+        uint16x8_t v = vcombine_u16(vmovn_u32(vminq_u32(p.lo, limit)), vmovn_u32(vminq_u32(p.hi, limit)));
+        vst1q_s16(d, vreinterpretq_s16_u16(v));
+    }, [=](uint8_t a, uint8_t b) { return applyPolicy<int16_t>(scaled(static_cast<uint32_t>(a * b), s), policy); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvElementMultiplys16V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                             const int16_t* src2, uint32_t s2, int32_t scale,
+                                             LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
+{
+    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
+    const Shift s = shiftOf(scale);
+    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
+    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const int16_t* a, const int16_t* b, int16_t* d) {
+        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
+        int32x4_t lo = scaledVec(vmull_s16(vget_low_s16(x), vget_low_s16(y)), s);
+        int32x4_t hi = scaledVec(vmull_s16(vget_high_s16(x), vget_high_s16(y)), s);
+        vst1q_s16(d, wrap ? vcombine_s16(vmovn_s32(lo), vmovn_s32(hi)) : vcombine_s16(vqmovn_s32(lo), vqmovn_s32(hi)));
+    }, [=](int16_t a, int16_t b) { return applyPolicy<int16_t>(scaled(static_cast<int32_t>(a * b), s), policy); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT void lmvElementMultiplyu8u16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                         const uint8_t* src2, uint32_t s2, uint16_t* dst, uint32_t sd)
+{
+    by8(src1, s1, src2, s2, dst, sd, w, h,
+        [](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vmull_u8(vld1_u8(a), vld1_u8(b))); },
+        [](uint8_t a, uint8_t b) { return static_cast<uint16_t>(a * b); });
+}
+
+LMV_EXPORT void lmvElementMultiplyf32V(const float32_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                       const float32_t* src2, uint32_t s2, float32_t* dst, uint32_t sd)
+{
+    by8(src1, s1, src2, s2, dst, sd, w, h,
+        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return vmulq_f32(x, y); }); },
+        [](float32_t a, float32_t b) { return a * b; });
+}
+
+LMV_EXPORT LMV_STATUS lmvAddScalars16V(const int16_t* src, uint32_t w, uint32_t h, uint32_t ss, int16_t scalar,
+                                       int16_t* dst, uint32_t sd)
+{
+    const int16x8_t k = vdupq_n_s16(scalar);
+    by8(src, ss, dst, sd, w, h, [=](const int16_t* a, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), k)); },
+        [=](int16_t a) { return saturate<int16_t>(a + scalar); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvAddScalarf32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t scalar,
+                                       float32_t* dst, uint32_t sd)
+{
+    const float32x4_t k = vdupq_n_f32(scalar);
+    by8(src, ss, dst, sd, w, h, [=](const float32_t* a, float32_t* d) {
+        vst1q_f32(d, vaddq_f32(vld1q_f32(a), k));
+        vst1q_f32(d + 4, vaddq_f32(vld1q_f32(a + 4), k));
+    }, [=](float32_t a) { return a + scalar; });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvMultiplyScalars16V(const int16_t* src, uint32_t w, uint32_t h, uint32_t ss,
+                                            int16_t scalar, int32_t shift, int16_t* dst, uint32_t sd)
+{
+    const Shift s = shiftOf(shift);
+    by8(src, ss, dst, sd, w, h, [=](const int16_t* a, int16_t* d) {
+        int16x8_t x = vld1q_s16(a);
+        int32x4_t lo = scaledVec(vmull_n_s16(vget_low_s16(x), scalar), s);
+        int32x4_t hi = scaledVec(vmull_n_s16(vget_high_s16(x), scalar), s);
+        vst1q_s16(d, vcombine_s16(vqmovn_s32(lo), vqmovn_s32(hi)));
+    }, [=](int16_t a) { return saturate<int16_t>(scaled(a * scalar, s)); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvMultiplyScalarf32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss,
+                                            float32_t scalar, float32_t* dst, uint32_t sd)
+{
+    const float32x4_t k = vdupq_n_f32(scalar);
+    by8(src, ss, dst, sd, w, h, [=](const float32_t* a, float32_t* d) {
+        vst1q_f32(d, vmulq_f32(vld1q_f32(a), k));
+        vst1q_f32(d + 4, vmulq_f32(vld1q_f32(a + 4), k));
+    }, [=](float32_t a) { return a * scalar; });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvBitwiseAndu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                       const uint8_t* src2, uint32_t s2, uint8_t* dst, uint32_t sd)
+{
+    bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return bitAnd(a, b); },
+           [](uint8_t a, uint8_t b) { return static_cast<uint8_t>(a & b); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvBitwiseXoru8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
+                                       const uint8_t* src2, uint32_t s2, uint8_t* dst, uint32_t sd)
+{
+    bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return bitXor(a, b); },
+           [](uint8_t a, uint8_t b) { return static_cast<uint8_t>(a ^ b); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT LMV_STATUS lmvBitwiseNotu8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t* dst,
+                                       uint32_t sd)
+{
+    bytes1(src, ss, dst, sd, w, h, [](auto a) { return bitNot(a); }, [](uint8_t a) { return static_cast<uint8_t>(~a); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_EXPORT void lmvBitwiseOru8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
+                                uint32_t s2, const uint8_t* mask, uint32_t sm, uint8_t* dst, uint32_t sd)
+{
+    bitwiseOrBytes(src1, w, h, s1, src2, s2, mask, sm, dst, sd);
+}
+
+LMV_EXPORT void lmvBitwiseOrs32V(const int32_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int32_t* src2,
+                                 uint32_t s2, const uint8_t* mask, uint32_t sm, int32_t* dst, uint32_t sd)
+{
+    bitwiseOrWords(src1, w, h, s1, src2, s2, mask, sm, dst, sd);
+}
+
+LMV_EXPORT void lmvImageDiffu8V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                                uint8_t* dst, uint32_t sd)
+{
+    bytes2(src1, ss, src2, ss, dst, sd, w, h, [](auto a, auto b) { return subSat(a, b); },
+           [](uint8_t a, uint8_t b) { return saturate<uint8_t>(a - b); });
+}
+
+LMV_EXPORT void lmvImageDiffs16V(const int16_t* src1, const int16_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                                 int16_t* dst, uint32_t sd)
+{
+    by8(src1, ss, src2, ss, dst, sd, w, h,
+        [](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqsubq_s16(vld1q_s16(a), vld1q_s16(b))); },
+        [](int16_t a, int16_t b) { return saturate<int16_t>(a - b); });
+}
+
+LMV_EXPORT void lmvImageDifff32V(const float32_t* src1, const float32_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                                 float32_t* dst, uint32_t sd)
+{
+    by8(src1, ss, src2, ss, dst, sd, w, h,
+        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return vsubq_f32(x, y); }); },
+        [](float32_t a, float32_t b) { return a - b; });
+}
+
+LMV_EXPORT void lmvImageDiffu8f32V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                                   float32_t* dst, uint32_t sd)
+{
+    // Byte values convert to floats exactly, so the subtraction rounds as the reference's.
+    by8(src1, ss, src2, ss, dst, sd, w, h, [](const uint8_t* a, const uint8_t* b, float32_t* d) {
+        uint16x8_t x = vmovl_u8(vld1_u8(a)), y = vmovl_u8(vld1_u8(b));
+        vst1q_f32(d, vsubq_f32(vcvtq_f32_u32(vmovl_u16(vget_low_u16(x))), vcvtq_f32_u32(vmovl_u16(vget_low_u16(y)))));
+        vst1q_f32(d + 4,
+                  vsubq_f32(vcvtq_f32_u32(vmovl_u16(vget_high_u16(x))), vcvtq_f32_u32(vmovl_u16(vget_high_u16(y)))));
+    }, [](uint8_t a, uint8_t b) { return static_cast<float32_t>(a) - static_cast<float32_t>(b); });
+}
+
+LMV_EXPORT void lmvImageDiffu8s8V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
+                                  int8_t* dst, uint32_t sd)
+{
+    bytes2(src1, ss, src2, ss, dst, sd, w, h, [](auto a, auto b) { return halfDiff(a, b); },
+           [](uint8_t a, uint8_t b) { return static_cast<int8_t>((a >> 1) - (b >> 1)); });
+}
+
+LMV_EXPORT void lmvAverageu8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t* avgValue)
+{
+    // The total wraps at 32 bits like the reference's, whatever the order of the additions.
+    uint32_t total = 0;
+    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* s) {
+        uint32x4_t acc = vdupq_n_u32(0);
+        size_t i = 0;
+        for (; i + 16 <= n; i += 16) acc = vpadalq_u16(acc, vpaddlq_u8(vld1q_u8(s + i)));
+        if (i + 8 <= n) {
+            acc = vpadalq_u16(acc, vmovl_u8(vld1_u8(s + i)));
+            i += 8;
+        }
+        uint32_t lanes[4];
+        vst1q_u32(lanes, acc);
+        total += lanes[0] + lanes[1] + lanes[2] + lanes[3];
+        for (; i < n; ++i) total += s[i];
+    }, ilmvPlane(src, ss));
+    *avgValue = meanOf(total, w, h);
+}
+
+LMV_EXPORT void lmvAverages32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t* avgValue)
+{
+    int64_t total = 0;
+    ilmvForEachRow(w, h, [&](size_t n, const int32_t* s) {
+        int64x2_t acc = vdupq_n_s64(0);
+        stepBy8(n, [&](size_t i) {
+            acc = vpadalq_s32(acc, vld1q_s32(s + i));
+            acc = vpadalq_s32(acc, vld1q_s32(s + i + 4));
+        }, [&](size_t i) { total += s[i]; });
+        total += vgetq_lane_s64(acc, 0) + vgetq_lane_s64(acc, 1);
+    }, ilmvPlane(src, ss));
+    *avgValue = meanOf(total, w, h);
+}
+
+LMV_EXPORT void lmvSetElementsu8V(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, uint8_t v,
+                                  const uint8_t* mask, uint32_t maskStride)
+{
+    fillBytes<1>(img, w, h, stride, &v, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementss32V(int32_t* img, uint32_t w, uint32_t h, uint32_t stride, int32_t v,
+                                   const uint8_t* mask, uint32_t maskStride)
+{
+    fillWords<1>(img, w, h, stride, &v, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsf32V(float32_t* img, uint32_t w, uint32_t h, uint32_t stride, float32_t v,
+                                   const uint8_t* mask, uint32_t maskStride)
+{
+    fillWords<1>(img, w, h, stride, &v, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsc4u8V(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, uint8_t v1, uint8_t v2,
+                                    uint8_t v3, uint8_t v4, const uint8_t* mask, uint32_t maskStride)
+{
+    const uint8_t values[] = {v1, v2, v3, v4};
+    fillBytes<4>(img, w, h, stride, values, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsc4s32V(int32_t* img, uint32_t w, uint32_t h, uint32_t stride, int32_t v1, int32_t v2,
+                                     int32_t v3, int32_t v4, const uint8_t* mask, uint32_t maskStride)
+{
+    const int32_t values[] = {v1, v2, v3, v4};
+    fillWords<4>(img, w, h, stride, values, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsc4f32V(float32_t* img, uint32_t w, uint32_t h, uint32_t stride, float32_t v1,
+                                     float32_t v2, float32_t v3, float32_t v4, const uint8_t* mask,
+                                     uint32_t maskStride)
+{
+    const float32_t values[] = {v1, v2, v3, v4};
+    fillWords<4>(img, w, h, stride, values, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsc3u8V(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, uint8_t v1, uint8_t v2,
+                                    uint8_t v3, const uint8_t* mask, uint32_t maskStride)
+{
+    const uint8_t values[] = {v1, v2, v3};
+    fillBytes<3>(img, w, h, stride, values, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsc3s32V(int32_t* img, uint32_t w, uint32_t h, uint32_t stride, int32_t v1, int32_t v2,
+                                     int32_t v3, const uint8_t* mask, uint32_t maskStride)
+{
+    const int32_t values[] = {v1, v2, v3};
+    fillWords<3>(img, w, h, stride, values, mask, maskStride);
+}
+
+LMV_EXPORT void lmvSetElementsc3f32V(float32_t* img, uint32_t w, uint32_t h, uint32_t stride, float32_t v1,
+                                     float32_t v2, float32_t v3, const uint8_t* mask, uint32_t maskStride)
+{
+    const float32_t values[] = {v1, v2, v3};
+    fillWords<3>(img, w, h, stride, values, mask, maskStride);
+}
+
+}  // extern "C"

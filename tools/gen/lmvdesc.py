@@ -1,0 +1,184 @@
+"""Vocabulary of the operation descriptions.
+
+Each family file under src/core/ops/ lists its operations with `op(...)`. One entry
+says everything the build needs to know about an operation: its slot, name,
+parameters (with the role of each: image in or out and what sizes it, scalar,
+scalar out, point list), the forms that exist, the argument rule of its entry
+function and the constraint rows that decide when a remote or GPU choice falls
+back to SIMD. The generator turns the entries into the public prototypes, the
+entry functions, the table registration and the test cases.
+"""
+
+from dataclasses import dataclass, field
+from typing import List, Optional
+
+
+@dataclass(frozen=True)
+class Elem:
+    suffix: str
+    ctype: str
+    size: int
+    is_float: bool = False
+
+
+U8 = Elem("u8", "uint8_t", 1)
+S8 = Elem("s8", "int8_t", 1)
+U16 = Elem("u16", "uint16_t", 2)
+S16 = Elem("s16", "int16_t", 2)
+U32 = Elem("u32", "uint32_t", 4)
+S32 = Elem("s32", "int32_t", 4)
+F32 = Elem("f32", "float32_t", 4, True)
+
+
+@dataclass
+class Image:
+    """An image argument: `ptr` sized by the width, height and stride parameters."""
+    name: str
+    elem: Elem
+    width: str
+    height: str
+    stride: str
+    channels: int = 1
+    direction: str = "in"          # in, out or inout (written in place)
+    optional: bool = False         # may be null (a mask)
+    doc: str = ""
+
+    @property
+    def ctype(self):
+        const = "const " if self.direction == "in" else ""
+        return f"{const}{self.elem.ctype}*"
+
+    def row_bytes(self):
+        """C expression: bytes of one row, what a zero stride stands for."""
+        factor = self.channels * self.elem.size
+        return self.width if factor == 1 else f"{self.width} * {factor}"
+
+
+@dataclass
+class Size:
+    name: str                      # a width or a height, in pixels
+    doc: str = ""
+    ctype: str = "uint32_t"
+
+
+@dataclass
+class Stride:
+    name: str                      # bytes between row starts; 0 means the row size
+    doc: str = ""
+    ctype: str = "uint32_t"
+
+
+@dataclass
+class Scalar:
+    name: str
+    ctype: str
+    test: List[str] = field(default_factory=list)   # values the generated cases draw from
+    doc: str = ""
+
+
+@dataclass
+class ScalarOut:
+    name: str
+    ctype: str                     # the pointed-to type
+    doc: str = ""
+
+
+@dataclass
+class Points:
+    name: str
+    ctype: str
+    max_count: str                 # the parameter that bounds the count
+    direction: str = "out"
+    doc: str = ""
+
+
+@dataclass
+class Remote:
+    """When a remote choice stays: `area` (a 64-bit product) above 25344, the listed values
+    multiples of `align`, and `require` true. Everything else runs SIMD."""
+    area: str
+    align: int
+    aligned: List[str]
+    require: str = "1"
+
+    def expr(self):
+        names = ", ".join(f"(uintptr_t)({n})" for n in self.aligned)
+        return (f"{self.area} > 25344u && ilmvMultipleOf({self.align}, {names})"
+                f" && ({self.require})")
+
+
+@dataclass
+class Gpu:
+    """When a GPU choice stays: the listed values multiples of `align` and `require` true."""
+    align: int
+    aligned: List[str]
+    require: str = "1"
+
+    def expr(self):
+        names = ", ".join(f"(uintptr_t)({n})" for n in self.aligned)
+        return f"ilmvMultipleOf({self.align}, {names}) && ({self.require})"
+
+
+STATUS = "LMV_STATUS"
+VOID = "void"
+
+
+@dataclass
+class Op:
+    slot: int
+    name: str
+    params: list
+    ret: str = VOID
+    forms: str = "CV"
+    rule: Optional[str] = None     # assertion text; None for status-returning members
+    remote: Optional[Remote] = None
+    gpu: Optional[Gpu] = None
+    doc: str = ""
+    family: str = ""
+
+    def images(self):
+        return [p for p in self.params if isinstance(p, Image)]
+
+    def has_form(self, f):
+        return f in self.form_list()
+
+    def form_list(self):
+        out, i = [], 0
+        while i < len(self.forms):
+            two = self.forms[i:i + 2]
+            if two in ("Xa", "Xc", "Xm"):
+                out.append(two)
+                i += 2
+            else:
+                out.append(self.forms[i])
+                i += 1
+        return out
+
+
+OPS: List[Op] = []
+_family = [""]
+
+
+def family(name):
+    _family[0] = name
+
+
+def op(slot, name, params, **kw):
+    entry = Op(slot, name, params, family=_family[0], **kw)
+    OPS.append(entry)
+    return entry
+
+
+def default_remote(images, width, height, min_width=32):
+    """The usual remote row: the area grows with the widest element, pointers and
+    strides aligned to 8 for byte images and 4 for wider ones."""
+    widest = max(i.elem.size * i.channels for i in images)
+    area = f"(uint64_t){width} * {height}" + ("" if widest == 1 else f" * {min(widest, 8)}")
+    align = 8 if all(i.elem.size == 1 for i in images) else 4
+    aligned = []
+    for i in images:
+        aligned.append(i.name)
+    for i in images:
+        if i.stride not in aligned:
+            aligned.append(i.stride)
+    return Remote(area, align, aligned, f"{width} >= {min_width}")
