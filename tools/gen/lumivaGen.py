@@ -220,7 +220,7 @@ def case_for(o):
         if isinstance(p, Image):
             kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
             opt = ", true" if p.optional else ""
-            lines.append(f"    auto {p.name} = c.{kind}<{p.elem.ctype}>({p.channels}{opt});\n")
+            lines.append(f"    auto {p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})" if kind == "output" else f"{p.name}.data()")
         elif isinstance(p, Size):

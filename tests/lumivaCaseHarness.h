@@ -1,0 +1,216 @@
+// Runs one operation's reference and SIMD forms on the same random inputs and compares
+// every output byte, padding included. The cases themselves are generated from the
+// operation descriptions; this harness owns the buffers.
+//
+// Every buffer is allocated to end exactly at the image's last byte, so an over-read
+// or over-write is caught by the address sanitizer; outputs of both forms start from
+// the same random bytes, so a write into row padding shows up as a difference.
+#ifndef LUMIVA_CASE_HARNESS_H
+#define LUMIVA_CASE_HARNESS_H
+
+#include "lumiva/lumiva.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+// How rows are laid out in a case.
+enum class Layout { kPacked, kPadded, kPaddedUnaligned, kPackedUnaligned };
+
+class ilmvCase;
+
+struct ilmvBuffer {
+    std::unique_ptr<uint8_t[]> storage[2];
+    uint8_t* base[2] = {nullptr, nullptr};
+    size_t size = 0;
+    uint32_t stride = 0;
+};
+
+template <class T>
+class CaseImage {
+public:
+    CaseImage(ilmvBuffer* buffer, bool present) : buffer_(buffer), present_(present) {}
+    T* data(int form = 0) const { return present_ ? reinterpret_cast<T*>(buffer_->base[form]) : nullptr; }
+    uint32_t stride() const { return buffer_->stride; }
+
+private:
+    ilmvBuffer* buffer_;
+    bool present_;
+};
+
+template <class T>
+class CaseResult {
+public:
+    explicit CaseResult(T* values) : values_(values) {}
+    T* data(int form) const { return values_ + form; }
+
+private:
+    T* values_;
+};
+
+class ilmvCase {
+public:
+    ilmvCase(uint32_t width, uint32_t height, Layout layout, uint32_t seed)
+        : width_(width), height_(height), layout_(layout), rng_(seed)
+    {
+    }
+
+    uint32_t width() const { return width_; }
+    uint32_t height() const { return height_; }
+
+    template <class T>
+    CaseImage<T> input(size_t channels, const char* strideName, bool optional = false)
+    {
+        if (optional && coin()) return CaseImage<T>(&placeholder_, false);
+        ilmvBuffer* b = allocate<T>(channels, strideName, false);
+        fillRandom<T>(b->base[0], b->size, optional);
+        return CaseImage<T>(b, true);
+    }
+
+    template <class T>
+    CaseImage<T> output(size_t channels, const char* strideName, bool = false)
+    {
+        ilmvBuffer* b = allocate<T>(channels, strideName, true);
+        fillRandom<T>(b->base[0], b->size, false);
+        std::memcpy(b->base[1], b->base[0], b->size);
+        outputs_.push_back(b);
+        return CaseImage<T>(b, true);
+    }
+
+    // One of the listed values, or any value of the type when the list is empty.
+    template <class T>
+    T scalar(std::initializer_list<T> choices)
+    {
+        if (choices.size()) return *(choices.begin() + rng_() % choices.size());
+        T value;
+        fillRandom<T>(reinterpret_cast<uint8_t*>(&value), sizeof value, false);
+        return value;
+    }
+
+    template <class T>
+    CaseResult<T> result()
+    {
+        results_.emplace_back(2 * sizeof(T), 0xA5);
+        resultSizes_.push_back(sizeof(T));
+        return CaseResult<T>(reinterpret_cast<T*>(results_.back().data()));
+    }
+
+    template <class R>
+    void record(int form, R value)
+    {
+        returned_[form] = static_cast<int64_t>(value);
+    }
+
+    void compare()
+    {
+        EXPECT_EQ(returned_[0], returned_[1]) << describe() << " returned different values";
+        for (const ilmvBuffer* b : outputs_) {
+            for (size_t i = 0; i < b->size; ++i) {
+                if (b->base[0][i] != b->base[1][i]) {
+                    ADD_FAILURE() << describe() << ": byte " << i << " of an output (row " << i / b->stride
+                                  << ", stride " << b->stride << ") is " << int(b->base[1][i])
+                                  << " from SIMD and " << int(b->base[0][i]) << " from the reference";
+                    break;
+                }
+            }
+        }
+        for (size_t r = 0; r < results_.size(); ++r)
+            EXPECT_EQ(0, std::memcmp(results_[r].data(), results_[r].data() + resultSizes_[r], resultSizes_[r]))
+                << describe() << ": the results differ";
+    }
+
+    std::string describe() const
+    {
+        std::ostringstream s;
+        s << width_ << "x" << height_ << " layout " << static_cast<int>(layout_);
+        return s.str();
+    }
+
+private:
+    bool coin() { return rng_() & 1; }
+
+    bool unaligned() const { return layout_ == Layout::kPaddedUnaligned || layout_ == Layout::kPackedUnaligned; }
+    bool padded() const { return layout_ == Layout::kPadded || layout_ == Layout::kPaddedUnaligned; }
+
+    // Images that share a stride parameter get the same stride; padding is sometimes not
+    // a whole element, which the kernels round down.
+    uint32_t strideFor(const char* name, uint32_t rowBytes, size_t elemSize)
+    {
+        auto it = strides_.find(name);
+        if (it != strides_.end()) return it->second;
+        uint32_t stride = rowBytes;
+        if (padded()) stride += static_cast<uint32_t>(elemSize * (1 + rng_() % 9) + (rng_() % 3 == 0 ? 1 : 0));
+        strides_[name] = stride;
+        return stride;
+    }
+
+    template <class T>
+    ilmvBuffer* allocate(size_t channels, const char* strideName, bool twice)
+    {
+        auto b = std::make_unique<ilmvBuffer>();
+        const uint32_t rowBytes = static_cast<uint32_t>(width_ * channels * sizeof(T));
+        b->stride = strideFor(strideName, rowBytes, sizeof(T));
+        const size_t offset = unaligned() ? sizeof(T) * (1 + rng_() % 3) : 0;
+        const size_t stepElems = b->stride / sizeof(T);
+        b->size = (height_ - 1) * stepElems * sizeof(T) + rowBytes;
+        for (int form = 0; form < (twice ? 2 : 1); ++form) {
+            b->storage[form].reset(new uint8_t[offset + b->size]);
+            b->base[form] = b->storage[form].get() + offset;
+        }
+        buffers_.push_back(std::move(b));
+        return buffers_.back().get();
+    }
+
+    // Integers take any bit pattern; floats are normal numbers of moderate size, so no
+    // form meets a denormal (which the ARM vector unit flushes to zero).
+    template <class T>
+    void fillRandom(uint8_t* bytes, size_t size, bool sparse)
+    {
+        if constexpr (std::is_floating_point_v<T>) {
+            for (size_t i = 0; i + sizeof(T) <= size; i += sizeof(T)) {
+                T v = static_cast<T>(static_cast<int32_t>(rng_() % 200001) - 100000) / 64.0f;
+                std::memcpy(bytes + i, &v, sizeof v);
+            }
+            for (size_t i = size - size % sizeof(T); i < size; ++i) bytes[i] = static_cast<uint8_t>(rng_());
+        } else {
+            for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(rng_());
+            // Masks get runs of zeros so both the kept and the cleared paths run.
+            if (sparse)
+                for (size_t i = 0; i < size; ++i)
+                    if (rng_() % 3 == 0) bytes[i] = 0;
+            // Extreme values are where saturation and wrapping differ.
+            for (size_t i = 0; i < size / 8; ++i) bytes[rng_() % size] = (rng_() & 1) ? 0xFF : 0x00;
+        }
+    }
+
+    uint32_t width_, height_;
+    Layout layout_;
+    std::mt19937 rng_;
+    std::map<std::string, uint32_t> strides_;
+    std::vector<std::unique_ptr<ilmvBuffer>> buffers_;
+    std::vector<ilmvBuffer*> outputs_;
+    std::vector<std::vector<uint8_t>> results_;
+    std::vector<size_t> resultSizes_;
+    ilmvBuffer placeholder_;
+    int64_t returned_[2] = {0, 0};
+};
+
+struct ilmvOpCase {
+    const char* name;
+    const char* family;
+    void (*run)(ilmvCase&);
+};
+
+inline void PrintTo(const ilmvOpCase& op, std::ostream* os)
+{
+    *os << op.name;
+}
+
+#endif
