@@ -25,14 +25,16 @@ typedef enum {
 /** The remote indices {2, 4, 5, 6} as a bit mask over the index. */
 #define LMV_IMPL_REMOTE_MASK 0x74u
 
-/** Selector of the override calls: 0 C, 1 V, 2 X, 3 G; 4 and above name no implementation. */
-typedef enum {
+/** Selector of the override calls: 0 C, 1 V, 2 X, 3 G; 4 and above name no
+ *  implementation. An integer, so that any value can be passed and refused. */
+typedef uint32_t LMV_IMPL_ext;
+enum {
     LMV_IMPL_EXT_C = 0,
     LMV_IMPL_EXT_V = 1,
     LMV_IMPL_EXT_X = 2,
     LMV_IMPL_EXT_G = 3,
     LMV_IMPL_EXT_NONE = 4
-} LMV_IMPL_ext;
+};
 
 /** Presence bits of lmvIsPresentImpl. */
 #define LMV_PRESENT_C 0x1u

@@ -22,10 +22,12 @@ typedef enum {
     LUMIVA_UNSUPPORTED = 0x8000   /**< the chosen unit declines this call: run it on the CPU */
 } LMV_STATUS;
 
-/** What an arithmetic result that leaves the destination range becomes. */
-typedef enum {
+/** What an arithmetic result that leaves the destination range becomes. An integer, so
+ *  that any value can be passed: values other than the two below are refused (status 3). */
+typedef int32_t LMV_OVERFLOW_POLICY;
+enum {
     LUMIVA_OVERFLOW_WRAP = 0,     /**< truncated to the destination width */
     LUMIVA_OVERFLOW_SATURATE = 1  /**< clamped to the destination range */
-} LMV_OVERFLOW_POLICY;
+};
 
 #endif

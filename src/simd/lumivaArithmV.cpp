@@ -82,11 +82,18 @@ inline uint32x4_t scaledVec(uint32x4_t p, Shift s)
     return vshlq_u32(p, vdupq_n_s32(static_cast<int32_t>(s.count)));
 }
 
+// Signed products round as (p >> n) + bit n-1 of p, which equals (p + 2^(n-1)) >> n
+// without the intermediate sum that can leave 32 bits; left shifts go through unsigned
+// lanes so they wrap.
 inline int32x4_t scaledVec(int32x4_t p, Shift s)
 {
     if (s.zero) return vdupq_n_s32(0);
-    if (s.right) return vrshlq_s32(p, vdupq_n_s32(-static_cast<int32_t>(s.count)));
-    return vshlq_s32(p, vdupq_n_s32(static_cast<int32_t>(s.count)));
+    const int32_t n = static_cast<int32_t>(s.count);
+    if (!s.right) return vreinterpretq_s32_u32(vshlq_u32(vreinterpretq_u32_s32(p), vdupq_n_s32(n)));
+    if (n == 0) return p;
+    int32x4_t below = n == 1 ? p : vshlq_s32(p, vdupq_n_s32(1 - n));
+    int32x4_t roundingBit = vandq_s32(below, vdupq_n_s32(1));
+    return vaddq_s32(vshlq_s32(p, vdupq_n_s32(-n)), roundingBit);
 }
 
 // Scaled products of 8 byte pairs, as two vectors of 32-bit lanes.
@@ -472,7 +479,7 @@ LMV_EXPORT LMV_STATUS lmvAddSquaredu8u16V(const uint8_t* src1, uint32_t w, uint3
     const Shift s = shiftOf(scale);
     // A rounding right shift of 16 or more leaves nothing of a 16-bit term.
     const bool none = s.zero || (s.right && s.count >= 16);
-    const uint16_t bias = static_cast<uint16_t>(s.right && s.count ? 1u << (s.count - 1) : 0u);
+    const uint16_t bias = static_cast<uint16_t>(!none && s.right && s.count ? 1u << (s.count - 1) : 0u);
     by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint16_t* acc, uint16_t* d) {
         uint8x8_t x = vld1_u8(a);
         uint16x8_t sum = vld1q_u16(acc);

@@ -1,7 +1,9 @@
 // Host backend, for development machines and tests.
 //
 // The log goes to stderr as "P/tag: text", P being the priority letter, unless a sink
-// is installed. A property is read from an in-process override first, then from the
+// is installed. Like a device's log viewer, stderr shows info priority and above by
+// default; LUMIVA_LOG_PRIORITY (a number, 3 for debug) lowers or raises the floor.
+// A sink receives every line. A property is read from an in-process override first, then from the
 // environment variable named after the property: upper case, with every character
 // that is not a letter or a digit turned into '_' ("vendor.runtime.lumiva.log" is
 // VENDOR_RUNTIME_LUMIVA_LOG).
@@ -50,6 +52,12 @@ void environmentName(const char* property, char* name, size_t size)
     name[i] = 0;
 }
 
+int stderrFloor()
+{
+    const char* floor = std::getenv("LUMIVA_LOG_PRIORITY");
+    return floor && *floor ? std::atoi(floor) : LUMIVA_LOG_INFO;
+}
+
 }  // namespace
 
 int ilmvLogV(int priority, const char* tag, const char* format, va_list args)
@@ -59,7 +67,7 @@ int ilmvLogV(int priority, const char* tag, const char* format, va_list args)
     std::lock_guard<std::mutex> guard(gHostLock);
     if (gSink)
         gSink(priority, tag, text, gSinkContext);
-    else
+    else if (priority >= stderrFloor())
         std::fprintf(stderr, "%c/%s: %s%s", priorityLetter(priority), tag, text,
                      length > 0 && text[std::strlen(text) - 1] == '\n' ? "" : "\n");
     return length < 0 ? length : static_cast<int>(std::strlen(tag)) + length;
