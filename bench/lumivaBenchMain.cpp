@@ -40,7 +40,7 @@ public:
             size_t slash = name.find('/');
             size_t end = name.find('/', slash + 1);
             times_[name.substr(0, slash)][name.substr(slash + 1, end - slash - 1)] =
-                run.GetAdjustedRealTime() / 1e6;  // nanoseconds to milliseconds
+                run.GetAdjustedRealTime();  // in the unit the benchmark reports, milliseconds
         }
     }
     void PrintRatios() const

@@ -459,16 +459,55 @@ LMV_EXPORT LMV_STATUS lmvAddWeightedu8V(const uint8_t* src1, uint32_t w, uint32_
                                         const uint8_t* src2, uint32_t s2, float32_t alpha, float32_t beta,
                                         uint8_t* dst, uint32_t sd)
 {
+    // The sum stays in 16-bit lanes by splitting each weight into a signed high byte and
+    // an unsigned low byte, W = 256*Wh + Wl:
+    //   (A*a + B*b + 128) >> 8 = Ah*a + Bh*b + ((Al*a + Bl*b + 128) >> 8),
+    // and, with x = Al*a and y = Bl*b, the last term is
+    //   (x >> 8) + (y >> 8) + (((x & 255) + (y & 255) + 128) >> 8).
+    // Ah*a + Bh*b saturates only when the whole sum is already far outside 0..255, so
+    // the final clamp gives the exact result.
     const int16_t wa = weightOf(alpha), wb = weightOf(beta);
+    auto one = [=](uint8_t a, uint8_t b) { return weighted(a, b, wa, wb); };
+    if (wa >= 0 && wb >= 0 && wa + wb <= 256) {
+        // Weights of a blend: A*a + B*b + 128 <= 255*256 + 128 fits 16 bits and the
+        // result fits a byte, so one rounding narrowing shift gives it directly.
+        const uint8x8_t ka = vdup_n_u8(static_cast<uint8_t>(wa)), kb = vdup_n_u8(static_cast<uint8_t>(wb));
+        const bool full = wa == 256 || wb == 256;  // 256 does not fit a byte: a plain copy
+        if (!full) {
+            // Bytes widen by interleaving with zeros, and the rounded high byte of each
+            // 16-bit sum is picked back out by de-interleaving.
+            const uint16x8_t wa16 = vdupq_n_u16(static_cast<uint16_t>(wa)), wb16 = vdupq_n_u16(static_cast<uint16_t>(wb));
+            const uint8x16_t zero = vdupq_n_u8(0);
+            const uint16x8_t half = vdupq_n_u16(128);
+            auto blend16 = [=](uint8x16_t a, uint8x16_t b) {
+                uint8x16x2_t a16 = vzipq_u8(a, zero), b16 = vzipq_u8(b, zero);
+                uint16x8_t lo = vmlaq_u16(vmlaq_u16(half, vreinterpretq_u16_u8(a16.val[0]), wa16),
+                                          vreinterpretq_u16_u8(b16.val[0]), wb16);
+                uint16x8_t hi = vmlaq_u16(vmlaq_u16(half, vreinterpretq_u16_u8(a16.val[1]), wa16),
+                                          vreinterpretq_u16_u8(b16.val[1]), wb16);
+                return vuzpq_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)).val[1];
+            };
+            bytes2(src1, s1, src2, s2, dst, sd, w, h, [=](auto a, auto b) {
+                if constexpr (sizeof(a) == 16) {
+                    return blend16(a, b);
+                } else {
+                    return vrshrn_n_u16(vmlal_u8(vmull_u8(a, ka), b, kb), 8);
+                }
+            }, one);
+            return LUMIVA_SUCCESS;
+        }
+    }
+    const int16_t ah = static_cast<int16_t>(wa >> 8), bh = static_cast<int16_t>(wb >> 8);
+    const uint8x8_t al = vdup_n_u8(static_cast<uint8_t>(wa & 255)), bl = vdup_n_u8(static_cast<uint8_t>(wb & 255));
     by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, uint8_t* d) {
-        int16x8_t x = vreinterpretq_s16_u16(vmovl_u8(vld1_u8(a)));
-        int16x8_t y = vreinterpretq_s16_u16(vmovl_u8(vld1_u8(b)));
-        int32x4_t lo = vmlal_n_s16(vmull_n_s16(vget_low_s16(x), wa), vget_low_s16(y), wb);
-        int32x4_t hi = vmlal_n_s16(vmull_n_s16(vget_high_s16(x), wa), vget_high_s16(y), wb);
-        // (sum + 128) >> 8 is a rounding shift; the narrowing clamps to 0..255.
-        uint16x8_t sum = vcombine_u16(vqmovun_s32(vrshrq_n_s32(lo, 8)), vqmovun_s32(vrshrq_n_s32(hi, 8)));
-        vst1_u8(d, vqmovn_u16(sum));
-    }, [=](uint8_t a, uint8_t b) { return weighted(a, b, wa, wb); });
+        uint8x8_t x8 = vld1_u8(a), y8 = vld1_u8(b);
+        int16x8_t high = vqaddq_s16(vmulq_n_s16(vreinterpretq_s16_u16(vmovl_u8(x8)), ah),
+                                    vmulq_n_s16(vreinterpretq_s16_u16(vmovl_u8(y8)), bh));
+        uint16x8_t x = vmull_u8(x8, al), y = vmull_u8(y8, bl);
+        uint16x8_t carry = vshrq_n_u16(vaddq_u16(vaddl_u8(vmovn_u16(x), vmovn_u16(y)), vdupq_n_u16(128)), 8);
+        uint16x8_t low = vaddq_u16(vaddq_u16(vshrq_n_u16(x, 8), vshrq_n_u16(y, 8)), carry);
+        vst1_u8(d, vqmovun_s16(vqaddq_s16(high, vreinterpretq_s16_u16(low))));
+    }, one);
     return LUMIVA_SUCCESS;
 }
 
