@@ -21,8 +21,16 @@ enum ILMV_LOG_PRIORITY {
 #define LUMIVA_PROPERTY_VALUE_MAX 92
 
 // Formats and sends one log line; returns what the platform's log call returns.
-int ilmvLog(int priority, const char* tag, const char* format, ...) __attribute__((format(printf, 3, 4)));
 int ilmvLogV(int priority, const char* tag, const char* format, va_list args);
+
+inline int __attribute__((format(printf, 3, 4))) ilmvLog(int priority, const char* tag, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    int result = ilmvLogV(priority, tag, format, args);
+    va_end(args);
+    return result;
+}
 
 // Copies the value of system property `name` into `value` (at least
 // LUMIVA_PROPERTY_VALUE_MAX bytes, always terminated); returns its length, 0 when unset.

@@ -9,15 +9,6 @@ int ilmvLogV(int priority, const char* tag, const char* format, va_list args)
     return __android_log_vprint(priority, tag, format, args);
 }
 
-int ilmvLog(int priority, const char* tag, const char* format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    int result = ilmvLogV(priority, tag, format, args);
-    va_end(args);
-    return result;
-}
-
 int ilmvPropertyGet(const char* name, char* value)
 {
     return __system_property_get(name, value);

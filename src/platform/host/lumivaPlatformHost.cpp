@@ -73,15 +73,6 @@ int ilmvLogV(int priority, const char* tag, const char* format, va_list args)
     return length < 0 ? length : static_cast<int>(std::strlen(tag)) + length;
 }
 
-int ilmvLog(int priority, const char* tag, const char* format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    int result = ilmvLogV(priority, tag, format, args);
-    va_end(args);
-    return result;
-}
-
 int ilmvPropertyGet(const char* name, char* value)
 {
     std::lock_guard<std::mutex> guard(gHostLock);
