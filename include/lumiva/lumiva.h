@@ -7,6 +7,7 @@
 #include "lumiva/lumivaApi.h"
 #include "lumiva/lumivaDispatch.h"
 #include "lumiva/lumivaMode.h"
+#include "lumiva/lumivaMemory.h"
 #include "lumiva/lumivaFamilies.h"
 
 #endif

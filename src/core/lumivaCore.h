@@ -22,9 +22,6 @@ LMV_FUNC_MANAGER* ilmvMasterManager();
 // Fills the master record with the library's own tables and puts it in force.
 void ilmvInstallMasterManager();
 
-// The hardware mask of a mode: 0x2 probed, 0x4 NEON, 0x8 DSP session, 0x20 GPU system,
-// 0x80 VFP, 0x100 architecture 7 or later, 0x800 supported platform.
-uint32_t ilmvAvailableHardware(int32_t mode);
 
 // True when the slot has a remote DSP form in any domain.
 bool ilmvIsDspCapable(const ILMV_IMPL_ROW& row);

@@ -2,9 +2,11 @@
 // form, then let the mode's setters move operations to SIMD, DSP or GPU.
 #include "core/lumivaCore.h"
 #include "lumiva/lumivaMode.h"
+#include "platform/lumivaHardware.h"
 #include "platform/lumivaPlatform.h"
 
 #include <cstdlib>
+#include <cstring>
 
 
 extern "C" {
@@ -14,6 +16,7 @@ LMV_EXPORT int defaultDSP = LUMIVA_DSP_CDSP;
 LMV_EXPORT uint32_t HW_constraint_checks_enable = 1;
 LMV_EXPORT uint32_t X5_constraint_checks_enable = 1;
 LMV_EXPORT uint8_t libLogPrint;
+LMV_EXPORT int nLmvAvailableProc = 1;
 
 LMV_EXPORT void setDefaultDSPValue(int value)
 {
@@ -25,11 +28,6 @@ LMV_EXPORT void setDefaultDSPValue(int value)
 namespace {
 
 bool gTablesInitialised = false;
-
-constexpr uint32_t kHwProbed = 0x2;
-constexpr uint32_t kHwNeon = 0x4;
-constexpr uint32_t kHwVfp = 0x80;
-constexpr uint32_t kHwArmV7 = 0x100;
 
 // Extended modes, bit 31 set.
 constexpr int32_t kModeSimd1 = static_cast<int32_t>(0x80000001u);
@@ -109,30 +107,86 @@ int applyMode(int32_t mode)
 {
     HW_constraint_checks_enable = 1;
     X5_constraint_checks_enable = 1;
+    nLmvAvailableProc = lmvAvailableProcessors();
     readLogProperty();
-    ilmvAvailableHardware(mode);
+    lmvAvailableHardware(mode);
     buildTables();
     resetChoices();
     return applySetters(mode);
 }
 
-}  // namespace
-
-// The hardware mask of `mode`. Processor bits come from the build for now; the DSP
-// session and the GPU system plug in here, and until they exist bits 0x8 and 0x20 stay
-// clear, so every mode ends on SIMD or reference forms.
-uint32_t ilmvAvailableHardware(int32_t /*mode*/)
+// A chip without DSP and GPU runs every hardware mode as CPU performance.
+int32_t effectiveMode(int32_t mode)
 {
-    uint32_t mask = kHwProbed;
-#if defined(__ARM_NEON) || defined(__ARM_NEON__)
-    mask |= kHwNeon | kHwVfp | kHwArmV7;
-#endif
-    return mask;
+    if (!ilmvCpuRecord().cpuOnly) return mode;
+    ilmvLog(LUMIVA_LOG_ERROR, LUMIVA_LIB_TAG, "%s\n",
+            "DSP and GPU not present. Setting LUMIVA mode to LUMIVA_OP_CPU_PERFORMANCE.");
+    return LUMIVA_OP_CPU_PERFORMANCE;
 }
 
-extern "C" LMV_EXPORT int lmvSetOperationMode(lmvOperationMode mode)
+void markReferenceFormsPresent()
 {
     for (uint32_t slot = 0; slot < LMV_API_COUNT; ++slot) lmvIsPresentImpl[slot] |= LMV_PRESENT_C;
+}
+
+// The choices of the remote-library side: one per operation, set as the mode sets the
+// library's own.
+uint32_t gRemoteLibImpl[LMV_API_COUNT];
+uint32_t gRemoteLibInternalImpl[LMV_INTERNAL_COUNT];
+
+}  // namespace
+
+extern "C" {
+
+LMV_EXPORT int lmvSetOperationMode(lmvOperationMode mode)
+{
+    markReferenceFormsPresent();
+    ilmvCpuRecord();
+    if (mode != kModeCpuOnly) mode = effectiveMode(mode);
     mode_globalVar = mode;
     return applyMode(mode);
 }
+
+LMV_EXPORT int lmvSetOperationModeExt(int option)
+{
+    if (option != LUMIVA_OP_EXT_XDSP && option != LUMIVA_OP_EXT_GPU) {
+        const char* name = "lmvSetOperationModeExt";
+        ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG,
+                "Failed in %s. Please select appropriate option for mode to %s based on the target of interest", name,
+                name);
+        ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG,
+                "For mobile targets, %s supports only LUMIVA_OP_EXT_XDSP and LUMIVA_OP_EXT_GPU options", name);
+        ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG,
+                "For non mobile targets(IOT or ZEB), %s supports LUMIVA_OP_EXT_XDSP, LUMIVA_OP_EXT_GPU, "
+                "LUMIVA_OP_EXT_ADSP, LUMIVA_OP_EXT_CDSP and LUMIVA_OP_EXT_MDSP  options",
+                name);
+        return 1;
+    }
+    markReferenceFormsPresent();
+    ilmvCpuRecord();
+    int32_t mode = effectiveMode(option == LUMIVA_OP_EXT_XDSP ? kModeAllDsp400 : kModeAllGpu);
+    mode_globalVar = mode;
+    return applyMode(mode) != 0 ? 1 : 0;
+}
+
+LMV_EXPORT int lmvSetOperationModeRemoteLib(lmvOperationMode mode)
+{
+    // The setters write the library's own choice tables: those are kept aside while the
+    // mode is applied, and the result becomes the remote side's.
+    uint32_t saved[LMV_API_COUNT], savedInternal[LMV_INTERNAL_COUNT];
+    std::memcpy(saved, lmvImplTable, sizeof saved);
+    std::memcpy(savedInternal, lmvInternalImplTable, sizeof savedInternal);
+    int result = applyMode(mode);
+    std::memcpy(gRemoteLibImpl, lmvImplTable, sizeof saved);
+    std::memcpy(gRemoteLibInternalImpl, lmvInternalImplTable, sizeof savedInternal);
+    std::memcpy(lmvImplTable, saved, sizeof saved);
+    std::memcpy(lmvInternalImplTable, savedInternal, sizeof savedInternal);
+    return result;
+}
+
+LMV_EXPORT int lmvInitRemoteLib(lmvOperationMode mode)
+{
+    return lmvSetOperationModeRemoteLib(mode);
+}
+
+}  // extern "C"

@@ -3,6 +3,7 @@
 // shorter caller's record is written only as far as it reaches.
 #include "core/lumivaModeLists.h"
 #include "core/lumivaCore.h"
+#include "lumiva/lumivaMode.h"
 
 #include <initializer_list>
 
@@ -11,8 +12,6 @@ namespace {
 
 enum SetterResult { kDone = 0, kNoRecord = 1, kNoImplTable = 2, kNoInternalTable = 3, kNoColumn = 4 };
 
-constexpr uint32_t kHwDsp = 0x8;
-constexpr uint32_t kHwGpu = 0x20;
 
 int checkRecord(const LMV_FUNC_MANAGER* m, uint32_t index, bool touchesInternal)
 {
@@ -59,7 +58,7 @@ int setDspCapable(LMV_FUNC_MANAGER* m, uint32_t index)
 // The hardware mode tables move a fixed list to the CDSP form, once the DSP is usable.
 int setCdspRanges(LMV_FUNC_MANAGER* m, int32_t mode, const ILMV_SLOT_RANGE* ranges, size_t count)
 {
-    if (!m || !m->implTable || !m->internalImplTable || !(ilmvAvailableHardware(mode) & kHwDsp) ||
+    if (!m || !m->implTable || !m->internalImplTable || !(lmvAvailableHardware(mode) & LUMIVA_HW_DSP) ||
         m->implCount < 6)
         return kNoRecord;
     setInternal(m, {10, 11}, LMV_IMPL_XC);
@@ -112,12 +111,12 @@ LMV_EXPORT int uHWPerformanceModeTable(LMV_FUNC_MANAGER* m)
 {
     if (!m || !m->implTable || !m->internalImplTable)
         return kNoRecord;
-    uint32_t hardware = ilmvAvailableHardware(1);
-    if ((hardware & kHwDsp) && m->implCount >= 6) {
+    uint32_t hardware = lmvAvailableHardware(1);
+    if ((hardware & LUMIVA_HW_DSP) && m->implCount >= 6) {
         setInternal(m, {10, 11}, LMV_IMPL_XC);
         setList(m, ilmvPerformanceDspSlots, LMV_IMPL_XC);
     }
-    if ((hardware & kHwGpu) && m->implCount >= 4 && m->apiCount >= 2)
+    if ((hardware & LUMIVA_HW_GPU) && m->implCount >= 4 && m->apiCount >= 2)
         setList(m, ilmvPerformanceGpuSlots, LMV_IMPL_G);
     return kDone;
 }
