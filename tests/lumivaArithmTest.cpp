@@ -6,6 +6,7 @@
 #include "cpu/lumivaArithmOps.h"
 
 #include <climits>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -226,6 +227,26 @@ TEST_F(TablesTest, EntryDefaultsStridesOfATinyImage)
     EXPECT_EQ(3, d[0]);
     EXPECT_EQ(1, d[1]);
     EXPECT_EQ(5, d[2]);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(TablesTest, ConcurrentEntryCallsOnSeparateImages)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t] {
+            std::vector<uint8_t> a(4096, static_cast<uint8_t>(t)), b(4096, 100), d(4096);
+            for (int round = 0; round < 50; ++round) {
+                lmvAbsDiffu8(a.data(), b.data(), 64, 64, 0, d.data(), 0);
+                ASSERT_EQ(100 - t, d[round]);
+                ASSERT_EQ(LUMIVA_SUCCESS, lmvAddu8(a.data(), 64, 64, 0, b.data(), 0, LUMIVA_OVERFLOW_WRAP, d.data(), 0));
+                ASSERT_EQ(100 + t, d[4095 - round]);
+            }
+        });
+    for (auto& th : threads) th.join();
 }
 
 }  // namespace

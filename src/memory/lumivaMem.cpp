@@ -56,24 +56,10 @@ int gInitCount = 0;
 pthread_mutex_t gCountLock;
 std::atomic<bool> gCpuReady{false};
 
-// A once-control that the teardown can re-arm, so a later init builds the pool again.
-struct RearmableOnce {
-    std::mutex lock;
-    bool done = false;
-    template <class Fn>
-    void run(Fn fn)
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        if (!done) fn();
-        done = true;
-    }
-    void rearm()
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        done = false;
-    }
-};
-RearmableOnce gBuildOnce, gTeardownOnce;
+// Building and tearing down each happen once per life of the pool: one lock and one
+// flag stand for the two once-controls, each re-arming the other.
+std::mutex gLifecycleLock;
+bool gBuilt = false;
 
 void writeHeader(uint8_t* data, uint32_t tag, const void* owner)
 {
@@ -107,7 +93,6 @@ void buildPool()
         e.busy = false;
     }
     gPoolReady = true;
-    gTeardownOnce.rearm();
 }
 
 void tearDownPool()
@@ -122,7 +107,20 @@ void tearDownPool()
         pthread_mutex_unlock(&e.lock);
         pthread_mutex_destroy(&e.lock);
     }
-    gBuildOnce.rearm();
+}
+
+void buildOnce()
+{
+    std::lock_guard<std::mutex> guard(gLifecycleLock);
+    if (!gBuilt) buildPool();
+    gBuilt = true;
+}
+
+void tearDownOnce()
+{
+    std::lock_guard<std::mutex> guard(gLifecycleLock);
+    if (gBuilt) tearDownPool();
+    gBuilt = false;
 }
 
 // Before the pool is ready a scratch buffer is a plain heap block that says so in its header.
@@ -214,7 +212,7 @@ LMV_EXPORT void lmvMemFree(void* p)
 
 LMV_EXPORT int lmvMemInit(void)
 {
-    gBuildOnce.run(buildPool);
+    buildOnce();
     pthread_mutex_lock(&gCountLock);
     ++gInitCount;
     pthread_mutex_unlock(&gCountLock);
@@ -241,7 +239,7 @@ LMV_EXPORT int lmvMemDeInit(void)
     if (!gCpuReady) return 0;
     pthread_mutex_lock(&gCountLock);
     if (--gInitCount == 0) {
-        gTeardownOnce.run(tearDownPool);
+        tearDownOnce();
         pthread_mutex_unlock(&gCountLock);
         pthread_mutex_destroy(&gCountLock);
     } else {
