@@ -174,6 +174,7 @@ LMV_EXPORT int lmvSetOperationModeRemoteLib(lmvOperationMode mode)
     // The setters write the library's own choice tables: those are kept aside while the
     // mode is applied, and the result becomes the remote side's.
     uint32_t saved[LMV_API_COUNT], savedInternal[LMV_INTERNAL_COUNT];
+    const uint32_t savedChecks = HW_constraint_checks_enable, savedX5Checks = X5_constraint_checks_enable;
     std::memcpy(saved, lmvImplTable, sizeof saved);
     std::memcpy(savedInternal, lmvInternalImplTable, sizeof savedInternal);
     int result = applyMode(mode);
@@ -181,6 +182,8 @@ LMV_EXPORT int lmvSetOperationModeRemoteLib(lmvOperationMode mode)
     std::memcpy(gRemoteLibInternalImpl, lmvInternalImplTable, sizeof savedInternal);
     std::memcpy(lmvImplTable, saved, sizeof saved);
     std::memcpy(lmvInternalImplTable, savedInternal, sizeof savedInternal);
+    HW_constraint_checks_enable = savedChecks;
+    X5_constraint_checks_enable = savedX5Checks;
     return result;
 }
 
