@@ -65,19 +65,21 @@ public:
     uint32_t width() const { return width_; }
     uint32_t height() const { return height_; }
 
+    // An image of `channels` elements per pixel; wdiv and hdiv of 2 make a chroma plane of
+    // (width + 1) / 2 samples and (height + 1) / 2 rows.
     template <class T>
-    CaseImage<T> input(size_t channels, const char* strideName, bool optional = false)
+    CaseImage<T> input(size_t channels, const char* strideName, bool optional = false, int wdiv = 1, int hdiv = 1)
     {
         if (optional && coin()) return CaseImage<T>(&placeholder_, false);
-        ilmvBuffer* b = allocate<T>(channels, strideName, false);
+        ilmvBuffer* b = allocate<T>(channels, strideName, false, wdiv, hdiv);
         fillRandom<T>(b->base[0], b->size, optional);
         return CaseImage<T>(b, true);
     }
 
     template <class T>
-    CaseImage<T> output(size_t channels, const char* strideName, bool = false)
+    CaseImage<T> output(size_t channels, const char* strideName, bool = false, int wdiv = 1, int hdiv = 1)
     {
-        ilmvBuffer* b = allocate<T>(channels, strideName, true);
+        ilmvBuffer* b = allocate<T>(channels, strideName, true, wdiv, hdiv);
         fillRandom<T>(b->base[0], b->size, false);
         std::memcpy(b->base[1], b->base[0], b->size);
         outputs_.push_back(b);
@@ -152,14 +154,15 @@ private:
     }
 
     template <class T>
-    ilmvBuffer* allocate(size_t channels, const char* strideName, bool twice)
+    ilmvBuffer* allocate(size_t channels, const char* strideName, bool twice, int wdiv, int hdiv)
     {
         auto b = std::make_unique<ilmvBuffer>();
-        const uint32_t rowBytes = static_cast<uint32_t>(width_ * channels * sizeof(T));
+        const uint32_t width = (width_ + wdiv - 1) / wdiv, height = (height_ + hdiv - 1) / hdiv;
+        const uint32_t rowBytes = static_cast<uint32_t>(width * channels * sizeof(T));
         b->stride = strideFor(strideName, rowBytes, sizeof(T));
         const size_t offset = unaligned() ? sizeof(T) * (1 + rng_() % 3) : 0;
         const size_t stepElems = b->stride / sizeof(T);
-        b->size = (height_ - 1) * stepElems * sizeof(T) + rowBytes;
+        b->size = (height - 1) * stepElems * sizeof(T) + rowBytes;
         for (int form = 0; form < (twice ? 2 : 1); ++form) {
             b->storage[form].reset(new uint8_t[offset + b->size]);
             b->base[form] = b->storage[form].get() + offset;

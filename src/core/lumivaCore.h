@@ -13,6 +13,8 @@ struct ILMV_IMPL_ROW {
 
 extern const ILMV_IMPL_ROW ilmvApiForms[];
 extern const size_t ilmvApiFormCount;
+// Forms of the internal slots, ended by a row whose slot is LMV_INTERNAL_COUNT.
+extern const ILMV_IMPL_ROW ilmvInternalForms[];
 // Operation name of every API slot; null for the reserved slots.
 extern const char* const ilmvApiNames[LMV_API_COUNT];
 

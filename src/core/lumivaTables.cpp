@@ -20,7 +20,6 @@ namespace {
 LMV_FUNC_MANAGER gMasterManager;
 LMV_FUNC_MANAGER* gManagerInForce = &gMasterManager;
 
-// The internal slots have no forms yet; their column cells stay null.
 constexpr uint32_t kNoPresenceBit = 0;
 
 // Copies the `form` column of every registered slot into `column` of `table`, and ORs
@@ -38,6 +37,13 @@ int fillColumn(LMV_FUNC_PTR* table, uint32_t apiCount, uint32_t column, uint32_t
         lmvIsPresentImpl[row.slot] |= presence;
     }
     return 0;
+}
+
+// The same for the internal slots, which no presence word records.
+void fillInternalColumn(uint32_t column, uint32_t form)
+{
+    for (const ILMV_IMPL_ROW* row = ilmvInternalForms; row->slot < LMV_INTERNAL_COUNT; ++row)
+        if (row->forms[form]) lmvInternalFuncTable[row->slot * LMV_IMPL_COUNT + column] = row->forms[form];
 }
 
 int fillRemoteColumn(LMV_FUNC_MANAGER* manager, uint32_t column, uint32_t form, uint32_t presence)
@@ -84,11 +90,13 @@ LMV_EXPORT int lmvInitializeMasterFuncManager(LMV_FUNC_MANAGER* record)
 
 LMV_EXPORT int uCTable(uint32_t column)
 {
+    if (column < LMV_IMPL_COUNT) fillInternalColumn(column, LMV_IMPL_C);
     return fillColumn(lmvFuncTable, LMV_API_COUNT, column, LMV_IMPL_C, kNoPresenceBit);
 }
 
 LMV_EXPORT int uVTable(uint32_t column)
 {
+    if (column < LMV_IMPL_COUNT) fillInternalColumn(column, LMV_IMPL_V);
     return fillColumn(lmvFuncTable, LMV_API_COUNT, column, LMV_IMPL_V, LMV_PRESENT_V);
 }
 

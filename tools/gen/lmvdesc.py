@@ -42,6 +42,9 @@ class Image:
     direction: str = "in"          # in, out or inout (written in place)
     optional: bool = False         # may be null (a mask)
     doc: str = ""
+    wdiv: int = 1                  # 2: a chroma plane of (width + 1) / 2 samples per row
+    hdiv: int = 1                  # 2: a chroma plane of (height + 1) / 2 rows
+    default_stride: Optional[str] = None  # what a zero stride stands for, when not the row size
 
     @property
     def ctype(self):
@@ -49,9 +52,14 @@ class Image:
         return f"{const}{self.elem.ctype}*"
 
     def row_bytes(self):
-        """C expression: bytes of one row, what a zero stride stands for."""
+        """C expression: bytes of one row."""
         factor = self.channels * self.elem.size
-        return self.width if factor == 1 else f"{self.width} * {factor}"
+        width = self.width if self.wdiv == 1 else f"(({self.width} + 1) / 2)"
+        return width if factor == 1 else f"{width} * {factor}"
+
+    def zero_stride(self):
+        """C expression: what a zero stride stands for."""
+        return self.default_stride or self.row_bytes()
 
 
 @dataclass
@@ -124,6 +132,18 @@ VOID = "void"
 
 
 @dataclass
+class Entry:
+    """A further entry function of an operation's slot: its own parameters and rule, and
+    the arguments it passes to the slot's implementation (an older entry without strides
+    passes each stride as the row size)."""
+    name: str
+    params: list
+    rule: str
+    args: List[str]
+    doc: str = ""
+
+
+@dataclass
 class Op:
     slot: int
     name: str
@@ -135,6 +155,14 @@ class Op:
     gpu: Optional[Gpu] = None
     doc: str = ""
     family: str = ""
+    entry: bool = True             # the slot's own entry function exists under its name
+    entries: List[Entry] = field(default_factory=list)
+    internal: bool = False         # an internal slot: forms only, no entry function
+    rule_by: Optional[str] = None  # the parameter that picks the rule from `rules`
+    rules: dict = field(default_factory=dict)
+    aliases: dict = field(default_factory=dict)  # other names the rule text uses
+    cases: bool = True             # SIMD-against-reference cases can be generated
+    follows_slot: Optional[int] = None  # no slot of its own: runs the form chosen for this one
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

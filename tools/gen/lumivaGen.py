@@ -18,7 +18,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
 import lmvdesc  # noqa: E402
-from lmvdesc import Image, Size, Stride, Scalar, ScalarOut, Points, STATUS, VOID  # noqa: E402
+from lmvdesc import Image, Size, Stride, Scalar, ScalarOut, Points, Entry, STATUS, VOID  # noqa: E402
 
 COLUMNS = ["C", "V", "X", "G", "Xa", "Xc", "Xm"]
 INTERNAL = ["lmvColorRGB888ToRGB565Rotate180u8", "lmvColorYUV420toRGB565u8Rotate180", "lmvCopy",
@@ -105,20 +105,31 @@ def gen_api_header(slots):
 
 
 def failure_doc(o):
-    if o.ret == STATUS:
+    if getattr(o, "rules", None):
+        return "On a broken argument rule (one per source format) logs \"Assertion failed\" and writes nothing."
+    if getattr(o, "ret", None) == STATUS:
         return ("Returns 0, or 3 (and writes nothing) when a pointer is null, a size is 0 or a stride is "
                 "below the row size.")
     return f"On a broken argument rule logs \"Assertion failed\" with the rule \"{o.rule}\" and writes nothing."
+
+
+def public_entries(o):
+    """(name, params, rule, doc) of every entry function an operation has."""
+    own = [(o.name, o.params, o.rule, o.doc)] if o.entry and not o.internal else []
+    return own + [(e.name, e.params, e.rule, e.doc or o.doc) for e in o.entries]
 
 
 def gen_family_header(fam, ops):
     guard = f"LUMIVA_{fam.upper()}_H"
     out = [BANNER, f"#ifndef {guard}\n#define {guard}\n\n#include \"lumiva/lumivaTypes.h\"\n\n",
            "#ifdef __cplusplus\nextern \"C\" {\n#endif\n\n"]
-    for o in sorted(ops, key=lambda o: o.name.lower()):
-        out.append(f"/**\n * {o.doc}\n *\n")
-        out += [f" * @param {p.name} {param_doc(p)}\n" for p in o.params]
-        out.append(f" *\n * {failure_doc(o)}\n */\nLMV_EXPORT {signature(o, o.name)};\n\n")
+    entries = [(o, *e) for o in ops for e in public_entries(o)]
+    for o, name, params, rule, doc in sorted(entries, key=lambda e: e[1].lower()):
+        out.append(f"/**\n * {doc}\n *\n")
+        out += [f" * @param {p.name} {param_doc(p)}\n" for p in params]
+        failure = failure_doc(o) if rule == o.rule else failure_doc(Entry(name, params, rule, []))
+        decl = f"{o.ret} {name}({', '.join(param_decl(p) for p in params)})"
+        out.append(f" *\n * {failure}\n */\nLMV_EXPORT {decl};\n\n")
     out.append("#ifdef __cplusplus\n}\n#endif\n\n#endif\n")
     return "".join(out)
 
@@ -140,7 +151,7 @@ def stride_defaults(o):
     for img in o.images():
         if img.stride not in seen:
             seen.add(img.stride)
-            lines.append(f"    if ({img.stride} == 0) {img.stride} = {img.row_bytes()};\n")
+            lines.append(f"    if ({img.stride} == 0) {img.stride} = {img.zero_stride()};\n")
     return "".join(lines)
 
 
@@ -164,31 +175,71 @@ def c_string(text):
     return '"' + text.replace("\\", "\\\\").replace('"', '\\"') + '"'
 
 
-def gen_entry(o):
-    slot = enum_name(o.slot, o.name)
-    call = f"ilmvImpl<{o.name}_fn>({slot}, idx)({args(o)})"
-    body = [f"LMV_EXPORT {signature(o, o.name)}\n{{\n", stride_defaults(o),
+def rule_check(o, rule, name, params):
+    """The argument assertion: one rule, or the rule of the selected case."""
+    lines = [f"    const uint32_t {alias} = {target};\n    (void){alias};\n" for alias, target in o.aliases.items()]
+    failed = "ilmvAssertFailed({}, {})"
+    if o.rules:
+        first = True
+        for value, text in o.rules.items():
+            keyword = "if" if first else "else if"
+            lines.append(f"    {keyword} ({o.rule_by} == {value} && !({text}))\n"
+                         f"        return (void){failed.format(c_string(name), c_string(text))};\n")
+            first = False
+        valid = " || ".join(f"{o.rule_by} == {v}" for v in o.rules)
+        lines.append(f"    else if (!({valid}))\n        return (void){failed.format(c_string(name), c_string(valid))};\n")
+        return "".join(lines)
+    fail = failed.format(c_string(name), c_string(rule))
+    if o.ret == VOID:
+        lines.append(f"    if (!({rule}))\n    {{\n        {fail};\n        return;\n    }}\n")
+    else:
+        lines.append(f"    if (!({rule}))\n        return ({o.ret}){fail};\n")
+    return "".join(lines)
+
+
+def entry_body(o, name, params, rule, call_args):
+    holder = Entry(name, params, rule, call_args)
+    slot = enum_name(o.slot, o.name) if o.follows_slot is None else f"(LMV_API_enum){o.follows_slot}"
+    decl = f"{o.ret} {name}({', '.join(param_decl(p) for p in params)})"
+    if o.follows_slot is not None:
+        call = f"(idx == LMV_IMPL_C ? {o.name}C : {o.name}V)({call_args})"
+    else:
+        call = f"ilmvImpl<{o.name}_fn>({slot}, idx)({call_args})"
+    body = [f"LMV_EXPORT {decl}\n{{\n", stride_defaults(holder_op(o, params)),
             f"    uint32_t idx = lmvImplTable[{slot}];\n"]
     if o.ret == STATUS:
-        body += [f"    ilmvRuntimeLog({c_string(o.name)}, idx);\n",
-                 f"    if ({status_check(o)}) return LUMIVA_BAD_PARAMS;\n",
+        body += [f"    ilmvRuntimeLog({c_string(name)}, idx);\n",
+                 f"    if ({status_check(holder_op(o, params))}) return LUMIVA_BAD_PARAMS;\n",
                  f"    LMV_STATUS status = {call};\n",
                  "    if (status == LUMIVA_UNSUPPORTED)\n",
-                 f"        status = ilmvImpl<{o.name}_fn>({slot}, LMV_IMPL_V)({args(o)});\n",
+                 f"        status = ilmvImpl<{o.name}_fn>({slot}, LMV_IMPL_V)({call_args});\n",
                  "    return status;\n}\n\n"]
         return "".join(body)
-    remote = o.remote.expr() if o.remote else "1"
-    gpu = o.gpu.expr() if o.gpu else "1"
-    body += [f"    idx = ilmvDemote(idx, [&] {{ return {remote}; }},\n",
-             f"                     [&] {{ return {gpu}; }});\n",
-             f"    ilmvRuntimeLog({c_string(o.name)}, idx);\n",
-             f"    if (!({o.rule}))\n"]
-    failed = f"ilmvAssertFailed({c_string(o.name)}, {c_string(o.rule)})"
-    if o.ret == VOID:
-        body += [f"    {{\n        {failed};\n        return;\n    }}\n", f"    {call};\n}}\n\n"]
-    else:
-        body += [f"        return ({o.ret}){failed};\n", f"    return {call};\n}}\n\n"]
+    if o.follows_slot is None and params is o.params:
+        remote = o.remote.expr() if o.remote else "1"
+        gpu = o.gpu.expr() if o.gpu else "1"
+        body += [f"    idx = ilmvDemote(idx, [&] {{ return {remote}; }},\n",
+                 f"                     [&] {{ return {gpu}; }});\n"]
+    body += [f"    ilmvRuntimeLog({c_string(name)}, idx);\n", rule_check(o, rule, name, params)]
+    body.append(f"    {call};\n}}\n\n" if o.ret == VOID else f"    return {call};\n}}\n\n")
     return "".join(body)
+
+
+def holder_op(o, params):
+    """The operation seen through another parameter list (for stride defaults and checks)."""
+    import copy
+    h = copy.copy(o)
+    h.params = params
+    return h
+
+
+def gen_entry(o):
+    out = []
+    if o.entry and not o.internal:
+        out.append(entry_body(o, o.name, o.params, o.rule, args(o)))
+    for e in o.entries:
+        out.append(entry_body(o, e.name, e.params, e.rule, ", ".join(e.args)))
+    return "".join(out)
 
 
 def gen_entries(ops):
@@ -206,6 +257,11 @@ def gen_registry(ops, slots):
         cells = [f"LMV_FORM({o.name}{c})" if o.has_form(c) else "nullptr" for c in COLUMNS]
         out.append(f"    {{{enum_name(o.slot, o.name)}, {{{', '.join(cells)}}}}},\n")
     out.append("};\nconst size_t ilmvApiFormCount = sizeof(ilmvApiForms) / sizeof(ilmvApiForms[0]);\n\n")
+    out.append("const ILMV_IMPL_ROW ilmvInternalForms[] = {\n")
+    for o in sorted((o for o in ops if o.internal), key=lambda o: o.slot):
+        cells = [f"LMV_FORM({o.name}{c})" if o.has_form(c) else "nullptr" for c in COLUMNS]
+        out.append(f"    {{LMV_INTERNAL_{o.name}, {{{', '.join(cells)}}}}},\n")
+    out.append("    {LMV_INTERNAL_COUNT, {}},  // end\n};\n\n")
     out.append("const char* const ilmvApiNames[LMV_API_COUNT] = {\n")
     out += [f"    {c_string(n) if n else 'nullptr'},\n" for n in slots]
     out.append("};\n")
@@ -219,7 +275,7 @@ def case_for(o):
     for p in o.params:
         if isinstance(p, Image):
             kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
-            opt = ", true" if p.optional else ""
+            opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}"
             lines.append(f"    auto {p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})" if kind == "output" else f"{p.name}.data()")
@@ -247,7 +303,7 @@ def case_for(o):
 
 
 def gen_cases(ops):
-    paired = [o for o in ops if o.has_form("C") and o.has_form("V")]
+    paired = [o for o in ops if o.has_form("C") and o.has_form("V") and o.cases]
     out = [BANNER] + [case_for(o) for o in paired]
     out.append("static const ilmvOpCase kOpCases[] = {\n")
     out += [f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}}},\n" for o in paired]
@@ -260,8 +316,11 @@ def main():
     slots = read_slots(slots_list)
     ops = load_ops(ops_dir)
     for o in ops:
-        assert slots[o.slot] == o.name, f"{o.name} is not slot {o.slot}"
-        assert o.ret == STATUS or o.rule, f"{o.name} needs an argument rule"
+        if o.internal:
+            assert INTERNAL[o.slot] == o.name, f"{o.name} is not internal slot {o.slot}"
+        elif o.follows_slot is None:
+            assert slots[o.slot] == o.name, f"{o.name} is not slot {o.slot}"
+        assert o.ret == STATUS or o.rule or o.rules or not o.entry or o.internal, f"{o.name} needs an argument rule"
     write(out_dir, "include/lumiva/lumivaApi.h", gen_api_header(slots))
     families = sorted({o.family for o in ops})
     for fam in families:
