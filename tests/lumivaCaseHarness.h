@@ -209,6 +209,7 @@ struct ilmvOpCase {
     const char* name;
     const char* family;
     void (*run)(ilmvCase&);
+    uint32_t minWidth;
 };
 
 inline void PrintTo(const ilmvOpCase& op, std::ostream* os)

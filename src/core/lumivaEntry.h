@@ -34,8 +34,24 @@ inline uint32_t ilmvDemote(uint32_t idx, RemoteFits remoteFits, GpuFits gpuFits)
 // "name_IMPL" under the runtime tag when the log property is on; a corrupt index ends the process.
 void ilmvRuntimeLog(const char* name, uint32_t idx);
 
+// The deliberate hard stop of a broken internal invariant: "path@line: condition
+// Assertion failed", then exit status 1.
+[[noreturn]] void ilmvHardStop(const char* path, int line, const char* condition);
+
 // "Assertion failed @name: rule"; returns what the log call returned.
 int ilmvAssertFailed(const char* name, const char* rule);
+
+// Bytes of one source row of lmvChannelExtractu8, by source format: what a zero stride means.
+inline uint32_t ilmvExtractRowBytes(int32_t format, uint32_t width)
+{
+    switch (format) {
+    case 0: return width * 3;  // RGB888
+    case 1: return width * 4;  // RGBA8888
+    case 4:
+    case 5: return width * 2;  // UYVY, YUYV
+    default: return width;     // a Y plane
+    }
+}
 
 // The implementation of `slot` in column `idx`, typed; a corrupt index ends the process.
 template <class Fn>

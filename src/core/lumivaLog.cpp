@@ -37,6 +37,12 @@ void ilmvRuntimeLog(const char* name, uint32_t idx)
     ilmvLog(LUMIVA_LOG_ERROR, LUMIVA_RUNTIME_TAG, "%s_%s", name, lmvImplChar[idx]);
 }
 
+void ilmvHardStop(const char* path, int line, const char* condition)
+{
+    ilmvLog(LUMIVA_LOG_ERROR, LUMIVA_LIB_TAG, "%s@%d: %s Assertion failed\n", path, line, condition);
+    std::exit(1);
+}
+
 int ilmvAssertFailed(const char* name, const char* rule)
 {
     return ilmvLog(LUMIVA_LOG_ERROR, LUMIVA_LIB_TAG, "Assertion failed @%s: %s\n", name, rule);

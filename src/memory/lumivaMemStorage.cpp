@@ -1,6 +1,7 @@
 // Memory storages and sequences: elements of one size collected in large blocks taken
 // from the scratch pool and returned to it all at once.
 #include "lumiva/lumivaMemory.h"
+#include "core/lumivaEntry.h"
 #include "platform/lumivaPlatform.h"
 
 #include <cstdlib>
@@ -22,12 +23,10 @@ void logError(const char* text)
     ilmvLog(LUMIVA_LOG_ERROR, LUMIVA_LIB_TAG, "%s", text);
 }
 
-// The deliberate hard stop of a broken storage invariant.
+// The storage's invariants are reported under the path of the circle finder, its first user.
 [[noreturn]] void hardStop(int line, const char* condition)
 {
-    ilmvLog(LUMIVA_LOG_ERROR, LUMIVA_LIB_TAG, "%s@%d: %s Assertion failed\n", "src/cpu/lumivaHoughCircleC", line,
-            condition);
-    std::exit(1);
+    ilmvHardStop("src/cpu/lumivaHoughCircleC", line, condition);
 }
 
 void releaseBlocks(lmvMemStorage* storage)

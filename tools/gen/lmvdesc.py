@@ -162,7 +162,12 @@ class Op:
     rules: dict = field(default_factory=dict)
     aliases: dict = field(default_factory=dict)  # other names the rule text uses
     cases: bool = True             # SIMD-against-reference cases can be generated
+    case_min_width: int = 1        # narrower images stop the process by design
     follows_slot: Optional[int] = None  # no slot of its own: runs the form chosen for this one
+    # Forms that are one call of a frame function shared by the reference and SIMD forms:
+    # the call, with {rows} standing for the form's row-kernel table, and its header.
+    frame: Optional[str] = None
+    frame_header: Optional[str] = None
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

@@ -148,8 +148,9 @@ def gen_kernels_header(ops):
 def stride_defaults(o):
     """A zero stride stands for the row size of the first image that uses it."""
     seen, lines = set(), []
+    stride_params = {p.name for p in o.params if isinstance(p, Stride)}
     for img in o.images():
-        if img.stride not in seen:
+        if img.stride not in seen and img.stride in stride_params:
             seen.add(img.stride)
             lines.append(f"    if ({img.stride} == 0) {img.stride} = {img.zero_stride()};\n")
     return "".join(lines)
@@ -253,7 +254,7 @@ def gen_registry(ops, slots):
     out = [BANNER, "#include \"lumivaKernels.h\"\n#include \"core/lumivaCore.h\"\n\n",
            "#define LMV_FORM(f) reinterpret_cast<LMV_FUNC_PTR>(&(f))\n\n",
            "const ILMV_IMPL_ROW ilmvApiForms[] = {\n"]
-    for o in sorted(ops, key=lambda o: o.slot):
+    for o in sorted((o for o in ops if not o.internal and o.follows_slot is None), key=lambda o: o.slot):
         cells = [f"LMV_FORM({o.name}{c})" if o.has_form(c) else "nullptr" for c in COLUMNS]
         out.append(f"    {{{enum_name(o.slot, o.name)}, {{{', '.join(cells)}}}}},\n")
     out.append("};\nconst size_t ilmvApiFormCount = sizeof(ilmvApiForms) / sizeof(ilmvApiForms[0]);\n\n")
@@ -306,8 +307,26 @@ def gen_cases(ops):
     paired = [o for o in ops if o.has_form("C") and o.has_form("V") and o.cases]
     out = [BANNER] + [case_for(o) for o in paired]
     out.append("static const ilmvOpCase kOpCases[] = {\n")
-    out += [f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}}},\n" for o in paired]
+    out += [f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}, {o.case_min_width}}},\n" for o in paired]
     out.append("};\n")
+    return "".join(out)
+
+
+ROW_TABLES = {"C": "ilmvColorRowsC()", "V": "ilmvColorRowsV()"}
+
+
+def gen_frame_forms(ops):
+    """Forms that are one call of a shared frame function, each with its own row kernels."""
+    framed = [o for o in ops if o.frame]
+    headers = sorted({o.frame_header for o in framed})
+    out = [BANNER, "#include \"lumivaKernels.h\"\n"] + [f"#include \"{h}\"\n" for h in headers]
+    out.append("\nextern \"C\" {\n\n")
+    for o in framed:
+        for form in ("C", "V"):
+            if o.has_form(form):
+                call = o.frame.replace("{rows}", ROW_TABLES[form])
+                out.append(f"LMV_EXPORT {signature(o, o.name + form)}\n{{\n    {call};\n}}\n\n")
+    out.append("}  // extern \"C\"\n")
     return "".join(out)
 
 
@@ -331,6 +350,7 @@ def main():
     write(out_dir, "lumivaEntries.cpp", gen_entries(ops))
     write(out_dir, "lumivaRegistry.cpp", gen_registry(ops, slots))
     write(out_dir, "lumivaOpCases.inc", gen_cases(ops))
+    write(out_dir, "lumivaFrameForms.cpp", gen_frame_forms(ops))
 
 
 if __name__ == "__main__":
