@@ -170,13 +170,13 @@ void fillMaskedBytes(uint8_t* d, const uint8_t* m, size_t n, const uint8_t* valu
         if constexpr (Ch == 1) {
             vst1q_u8(d + x, vbslq_u8(keep, vdupq_n_u8(values[0]), vld1q_u8(d + x)));
         } else if constexpr (Ch == 3) {
-            uint8x16x3_t px = vld3q_u8(d + x * 3);
+            uint8x16x3_t px = load3(d + x * 3);
             for (size_t c = 0; c < 3; ++c) px.val[c] = vbslq_u8(keep, vdupq_n_u8(values[c]), px.val[c]);
-            vst3q_u8(d + x * 3, px);
+            store3(d + x * 3, px);
         } else {
-            uint8x16x4_t px = vld4q_u8(d + x * 4);
+            uint8x16x4_t px = load4(d + x * 4);
             for (size_t c = 0; c < 4; ++c) px.val[c] = vbslq_u8(keep, vdupq_n_u8(values[c]), px.val[c]);
-            vst4q_u8(d + x * 4, px);
+            store4(d + x * 4, px);
         }
     }
     for (; x < n; ++x)

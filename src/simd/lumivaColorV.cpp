@@ -30,11 +30,11 @@ inline uint8x8x3_t fields565(uint16x8_t w)
 inline Fields16 load16(const uint8_t* p, ilmvRgbFormat format)
 {
     if (format == kRgb888) {
-        uint8x16x3_t v = vld3q_u8(p);
+        uint8x16x3_t v = load3(p);
         return {v.val[0], v.val[1], v.val[2], vdupq_n_u8(255)};
     }
     if (format == kRgba8888) {
-        uint8x16x4_t v = vld4q_u8(p);
+        uint8x16x4_t v = load4(p);
         return {v.val[0], v.val[1], v.val[2], v.val[3]};
     }
     uint8x8x3_t lo = fields565(vreinterpretq_u16_u8(vld1q_u8(p)));
@@ -54,10 +54,10 @@ inline void store16(uint8_t* p, ilmvRgbFormat format, uint8x16_t f0, uint8x16_t 
 {
     if (format == kRgb888) {
         uint8x16x3_t v = {{f0, f1, f2}};
-        vst3q_u8(p, v);
+        store3(p, v);
     } else if (format == kRgba8888) {
         uint8x16x4_t v = {{f0, f1, f2, alpha}};
-        vst4q_u8(p, v);
+        store4(p, v);
     } else {
         vst1q_u8(p, vreinterpretq_u8_u16(pack565(vget_low_u8(f0), vget_low_u8(f1), vget_low_u8(f2))));
         vst1q_u8(p + 16, vreinterpretq_u8_u16(pack565(vget_high_u8(f0), vget_high_u8(f1), vget_high_u8(f2))));
@@ -72,33 +72,34 @@ inline int16x8_t widen(uint8x8_t v)
 // ---- Set A ---------------------------------------------------------------------------
 
 // Y = (77R + 150G + 29B + 128) >> 8: the sum stays below 65536, so 16-bit lanes hold it.
-inline uint8x8_t luma8(uint8x8_t r, uint8x8_t g, uint8x8_t b)
+inline uint16x8_t lumaSum(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
-    uint16x8_t sum = vmlal_u8(vmlal_u8(vmull_u8(r, vdup_n_u8(77)), g, vdup_n_u8(150)), b, vdup_n_u8(29));
-    return vrshrn_n_u16(sum, 8);
-}
-
-// 128 + ((kb*B - kg*G - kr*R + 128) >> 8), saturated at 255; every term fits 16 signed bits.
-inline uint8x8_t chroma8(int16x8_t own, int16x8_t g, int16x8_t other, int16_t kg, int16_t kOther)
-{
-    int16x8_t sum = vmlsq_n_s16(vmlsq_n_s16(vshlq_n_s16(own, 7), g, kg), other, kOther);
-    return vqmovun_s16(vaddq_s16(vrshrq_n_s16(sum, 8), vdupq_n_s16(128)));
+    return vaddq_u16(vmlaq_n_u16(vmlaq_n_u16(vmulq_n_u16(r, 77), g, 150), b, 29), vdupq_n_u16(128));
 }
 
 inline uint8x16_t luma16(const Fields16& f)
 {
-    return vcombine_u8(luma8(vget_low_u8(f.f2), vget_low_u8(f.f1), vget_low_u8(f.f0)),
-                       luma8(vget_high_u8(f.f2), vget_high_u8(f.f1), vget_high_u8(f.f0)));
+    Wide r = widenBytes(f.f2), g = widenBytes(f.f1), b = widenBytes(f.f0);
+    return highBytes(lumaSum(r.lo, g.lo, b.lo), lumaSum(r.hi, g.hi, b.hi));
 }
 
-struct Chroma8 {
-    uint8x8_t cb, cr;
+// 128 + ((128*own - kg*G - kOther*other + 128) >> 8); every term fits 16 signed bits, and the
+// sum reaches 256 at most, which the byte clamp turns into 255.
+inline int16x8_t chromaSum(uint16x8_t own, uint16x8_t g, uint16x8_t other, int16_t kg, int16_t kOther)
+{
+    int16x8_t sum = vmlsq_n_s16(vmlsq_n_s16(vshlq_n_s16(asSigned(own), 7), asSigned(g), kg), asSigned(other), kOther);
+    return vaddq_s16(vrshrq_n_s16(sum, 8), vdupq_n_s16(128));
+}
+
+struct Chroma16 {
+    uint8x16_t cb, cr;
 };
 
-inline Chroma8 chromaOf(uint8x8_t r8, uint8x8_t g8, uint8x8_t b8)
+inline Chroma16 chromaOf(uint8x16_t r8, uint8x16_t g8, uint8x16_t b8)
 {
-    int16x8_t r = widen(r8), g = widen(g8), b = widen(b8);
-    return {chroma8(b, g, r, 85, 43), chroma8(r, g, b, 107, 21)};
+    Wide r = widenBytes(r8), g = widenBytes(g8), b = widenBytes(b8);
+    return {clampBytes(chromaSum(b.lo, g.lo, r.lo, 85, 43), chromaSum(b.hi, g.hi, r.hi, 85, 43)),
+            clampBytes(chromaSum(r.lo, g.lo, b.lo, 107, 21), chromaSum(r.hi, g.hi, b.hi, 107, 21))};
 }
 
 void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, uint8_t* cb, uint8_t* cr, size_t step,
@@ -111,28 +112,26 @@ void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, u
         vst1q_u8(y + i, luma16(f));
         if (!cb) continue;
         if (half) {
-            // The chroma of each pair comes from its even pixel alone.
-            auto even = [](uint8x16_t v) { return vget_low_u8(vuzpq_u8(v, v).val[0]); };
-            uint8x8_t r = even(f.f2), g = even(f.f1), b = even(f.f0);
-            Chroma8 c = chromaOf(r, g, b);
+            // The chroma of each pair comes from its even pixel alone; the odd lanes of
+            // the result repeat the even ones and are not stored.
+            auto even = [](uint8x16_t v) { return vuzpq_u8(v, v).val[0]; };
+            Chroma16 c = chromaOf(even(f.f2), even(f.f1), even(f.f0));
             if (step == 2) {
-                uint8x8x2_t pairs = {{c.cb, c.cr}};
-                vst2_u8(cb + i, pairs);
+                uint8x8x2_t pairs = vzip_u8(vget_low_u8(c.cb), vget_low_u8(c.cr));
+                vst1q_u8(cb + i, vcombine_u8(pairs.val[0], pairs.val[1]));
             } else {
-                vst1_u8(cb + i / 2, c.cb);
-                vst1_u8(cr + i / 2, c.cr);
+                vst1_u8(cb + i / 2, vget_low_u8(c.cb));
+                vst1_u8(cr + i / 2, vget_low_u8(c.cr));
             }
             continue;
         }
-        Chroma8 lo = chromaOf(vget_low_u8(f.f2), vget_low_u8(f.f1), vget_low_u8(f.f0));
-        Chroma8 hi = chromaOf(vget_high_u8(f.f2), vget_high_u8(f.f1), vget_high_u8(f.f0));
-        uint8x16_t vb = vcombine_u8(lo.cb, hi.cb), vr = vcombine_u8(lo.cr, hi.cr);
+        Chroma16 c = chromaOf(f.f2, f.f1, f.f0);
         if (step == 2) {
-            uint8x16x2_t pairs = {{vb, vr}};
-            vst2q_u8(cb + 2 * i, pairs);
+            uint8x16x2_t pairs = {{c.cb, c.cr}};
+            store2(cb + 2 * i, pairs);
         } else {
-            vst1q_u8(cb + i, vb);
-            vst1q_u8(cr + i, vr);
+            vst1q_u8(cb + i, c.cb);
+            vst1q_u8(cr + i, c.cr);
         }
     }
     if (i < n) {
@@ -145,14 +144,18 @@ void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, u
 // R = Y + v + ((103v + 128) >> 8), G = Y - v + ((-88u + 73v + 128) >> 8),
 // B = Y + u + ((198u + 128) >> 8): set A with 256 split off each large coefficient, which
 // keeps every term within 16 signed bits and leaves the rounding unchanged.
-inline void rgbOf(uint8x8_t y8, uint8x8_t cb8, uint8x8_t cr8, uint8x8_t& r, uint8x8_t& g, uint8x8_t& b)
+struct Rgb16 {
+    int16x8_t r, g, b;
+};
+
+inline Rgb16 rgbOf(uint16x8_t y16, uint16x8_t cb16, uint16x8_t cr16)
 {
-    const int16x8_t y = widen(y8);
-    const int16x8_t u = vsubq_s16(widen(cb8), vdupq_n_s16(128)), v = vsubq_s16(widen(cr8), vdupq_n_s16(128));
-    r = vqmovun_s16(vaddq_s16(vaddq_s16(y, v), vrshrq_n_s16(vmulq_n_s16(v, 103), 8)));
-    int16x8_t gt = vmlaq_n_s16(vmulq_n_s16(u, -88), v, 73);
-    g = vqmovun_s16(vaddq_s16(vsubq_s16(y, v), vrshrq_n_s16(gt, 8)));
-    b = vqmovun_s16(vaddq_s16(vaddq_s16(y, u), vrshrq_n_s16(vmulq_n_s16(u, 198), 8)));
+    const int16x8_t y = asSigned(y16), half = vdupq_n_s16(128);
+    const int16x8_t u = vsubq_s16(asSigned(cb16), half), v = vsubq_s16(asSigned(cr16), half);
+    const int16x8_t gt = vmlaq_n_s16(vmulq_n_s16(u, -88), v, 73);
+    return {vaddq_s16(vaddq_s16(y, v), vrshrq_n_s16(vmulq_n_s16(v, 103), 8)),
+            vaddq_s16(vsubq_s16(y, v), vrshrq_n_s16(gt, 8)),
+            vaddq_s16(vaddq_s16(y, u), vrshrq_n_s16(vmulq_n_s16(u, 198), 8))};
 }
 
 void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const uint8_t* cr, size_t step, bool half,
@@ -165,7 +168,8 @@ void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const 
         if (half) {
             uint8x8_t b8, r8;
             if (step == 2) {
-                uint8x8x2_t pairs = vld2_u8(cb + i);
+                uint8x16_t bytes = vld1q_u8(cb + i);
+                uint8x8x2_t pairs = vuzp_u8(vget_low_u8(bytes), vget_high_u8(bytes));
                 b8 = pairs.val[0];
                 r8 = pairs.val[1];
             } else {
@@ -176,18 +180,17 @@ void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const 
             vb = vcombine_u8(bb.val[0], bb.val[1]);
             vr = vcombine_u8(rr.val[0], rr.val[1]);
         } else if (step == 2) {
-            uint8x16x2_t pairs = vld2q_u8(cb + 2 * i);
+            uint8x16x2_t pairs = load2(cb + 2 * i);
             vb = pairs.val[0];
             vr = pairs.val[1];
         } else {
             vb = vld1q_u8(cb + i);
             vr = vld1q_u8(cr + i);
         }
-        uint8x16_t vy = vld1q_u8(y + i);
-        uint8x8_t r0, g0, b0, r1, g1, b1;
-        rgbOf(vget_low_u8(vy), vget_low_u8(vb), vget_low_u8(vr), r0, g0, b0);
-        rgbOf(vget_high_u8(vy), vget_high_u8(vb), vget_high_u8(vr), r1, g1, b1);
-        store16(dst + i * bpp, format, vcombine_u8(r0, r1), vcombine_u8(g0, g1), vcombine_u8(b0, b1), vdupq_n_u8(255));
+        Wide wy = widenBytes(vld1q_u8(y + i)), wb = widenBytes(vb), wr = widenBytes(vr);
+        Rgb16 lo = rgbOf(wy.lo, wb.lo, wr.lo), hi = rgbOf(wy.hi, wb.hi, wr.hi);
+        store16(dst + i * bpp, format, clampBytes(lo.r, hi.r), clampBytes(lo.g, hi.g), clampBytes(lo.b, hi.b),
+                vdupq_n_u8(255));
     }
     if (i < n) {
         const size_t k = (half ? i / 2 : i) * step;
@@ -214,7 +217,7 @@ void rgbToRgbV(ilmvRgbFormat from, ilmvRgbFormat to, bool swap, const uint8_t* s
 void downsampleHorizontalV(const uint8_t* src, size_t n, uint8_t* dst)
 {
     size_t k = 0;
-    for (; k + 16 < n; k += 16) vst1q_u8(dst + k, vld2q_u8(src + 2 * k).val[0]);
+    for (; k + 16 < n; k += 16) vst1q_u8(dst + k, load2(src + 2 * k).val[0]);
     if (k < n) ilmvColorRowsC().downsampleHorizontal(src + 2 * k, n - k, dst + k);
 }
 
@@ -222,9 +225,9 @@ void downsampleHorizontalInterleavedV(const uint8_t* src, size_t n, uint8_t* dst
 {
     size_t k = 0;
     for (; k + 16 < n; k += 16) {
-        uint8x16x4_t quads = vld4q_u8(src + 4 * k);
+        uint8x16x4_t quads = load4(src + 4 * k);
         uint8x16x2_t pairs = {{quads.val[0], quads.val[1]}};
-        vst2q_u8(dst + 2 * k, pairs);
+        store2(dst + 2 * k, pairs);
     }
     if (k < n) ilmvColorRowsC().downsampleHorizontalInterleaved(src + 4 * k, n - k, dst + 2 * k);
 }
@@ -244,10 +247,11 @@ void chromaUpHorizontalV(const uint8_t* src, size_t n, uint8_t* dst)
 {
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        uint8x8x2_t pairs = vld2_u8(src + i);
+        uint8x16_t bytes = vld1q_u8(src + i);
+        uint8x8x2_t pairs = vuzp_u8(vget_low_u8(bytes), vget_high_u8(bytes));
         uint8x8x2_t cb = vzip_u8(pairs.val[0], pairs.val[0]), cr = vzip_u8(pairs.val[1], pairs.val[1]);
         uint8x16x2_t out = {{vcombine_u8(cb.val[0], cb.val[1]), vcombine_u8(cr.val[0], cr.val[1])}};
-        vst2q_u8(dst + 2 * i, out);
+        store2(dst + 2 * i, out);
     }
     if (i < n) ilmvColorRowsC().chromaUpHorizontal(src + i, n - i, dst + 2 * i);
 }
@@ -258,14 +262,14 @@ void interleaveV(const uint8_t* const* planes, size_t count, size_t n, uint8_t* 
     for (; i + 16 <= n; i += 16) {
         if (count == 2) {
             uint8x16x2_t v = {{vld1q_u8(planes[0] + i), vld1q_u8(planes[1] + i)}};
-            vst2q_u8(dst + 2 * i, v);
+            store2(dst + 2 * i, v);
         } else if (count == 3) {
             uint8x16x3_t v = {{vld1q_u8(planes[0] + i), vld1q_u8(planes[1] + i), vld1q_u8(planes[2] + i)}};
-            vst3q_u8(dst + 3 * i, v);
+            store3(dst + 3 * i, v);
         } else {
             uint8x16x4_t v = {
                 {vld1q_u8(planes[0] + i), vld1q_u8(planes[1] + i), vld1q_u8(planes[2] + i), vld1q_u8(planes[3] + i)}};
-            vst4q_u8(dst + 4 * i, v);
+            store4(dst + 4 * i, v);
         }
     }
     for (; i < n; ++i)
@@ -277,13 +281,13 @@ void deinterleaveV(const uint8_t* src, size_t count, size_t n, uint8_t* const* p
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
         if (count == 2) {
-            uint8x16x2_t v = vld2q_u8(src + 2 * i);
+            uint8x16x2_t v = load2(src + 2 * i);
             for (size_t k = 0; k < 2; ++k) vst1q_u8(planes[k] + i, v.val[k]);
         } else if (count == 3) {
-            uint8x16x3_t v = vld3q_u8(src + 3 * i);
+            uint8x16x3_t v = load3(src + 3 * i);
             for (size_t k = 0; k < 3; ++k) vst1q_u8(planes[k] + i, v.val[k]);
         } else {
-            uint8x16x4_t v = vld4q_u8(src + 4 * i);
+            uint8x16x4_t v = load4(src + 4 * i);
             for (size_t k = 0; k < 4; ++k) vst1q_u8(planes[k] + i, v.val[k]);
         }
     }
@@ -302,31 +306,30 @@ void extractV(const uint8_t* src, size_t stride, size_t n, uint8_t* dst)
     size_t i = 0;
     for (; i + 16 < n; i += 16) {
         const uint8_t* p = src + i * stride;
-        vst1q_u8(dst + i, stride == 2 ? vld2q_u8(p).val[0] : stride == 3 ? vld3q_u8(p).val[0] : vld4q_u8(p).val[0]);
+        vst1q_u8(dst + i, stride == 2 ? load2(p).val[0] : stride == 3 ? load3(p).val[0] : load4(p).val[0]);
     }
     for (; i < n; ++i) dst[i] = src[i * stride];
 }
 
 // ---- Pixel-wise conversions --------------------------------------------------------------
 
-// (19595R + 38469G + 7471B + 32768) >> 16 in 32-bit lanes.
-inline uint8x8_t grey8(uint8x8_t r, uint8x8_t g, uint8x8_t b)
+// (19595R + 38469G + 7471B + 32768) >> 16 in 16-bit lanes: with each coefficient split
+// into 256*high + low, the sum is 256*hi + lo + 32768 where hi = 76R + 150G + 29B and
+// lo = 139R + 69G + 47B both fit 16 bits, and the result is (hi + (lo >> 8) + 128) >> 8.
+inline uint16x8_t grey16(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
-    uint16x8_t r16 = vmovl_u8(r), g16 = vmovl_u8(g), b16 = vmovl_u8(b);
-    uint32x4_t lo = vmlal_n_u16(vmlal_n_u16(vmull_n_u16(vget_low_u16(r16), 19595), vget_low_u16(g16), 38469),
-                                vget_low_u16(b16), 7471);
-    uint32x4_t hi = vmlal_n_u16(vmlal_n_u16(vmull_n_u16(vget_high_u16(r16), 19595), vget_high_u16(g16), 38469),
-                                vget_high_u16(b16), 7471);
-    return vmovn_u16(vcombine_u16(vrshrn_n_u32(lo, 16), vrshrn_n_u32(hi, 16)));
+    uint16x8_t hi = vmlaq_n_u16(vmlaq_n_u16(vmulq_n_u16(r, 76), g, 150), b, 29);
+    uint16x8_t lo = vmlaq_n_u16(vmlaq_n_u16(vmulq_n_u16(r, 139), g, 69), b, 47);
+    return vaddq_u16(vsraq_n_u16(hi, lo, 8), vdupq_n_u16(128));
 }
 
 void greyV(const uint8_t* src, size_t n, uint8_t* dst)
 {
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        uint8x16x3_t p = vld3q_u8(src + 3 * i);
-        vst1q_u8(dst + i, vcombine_u8(grey8(vget_low_u8(p.val[0]), vget_low_u8(p.val[1]), vget_low_u8(p.val[2])),
-                                      grey8(vget_high_u8(p.val[0]), vget_high_u8(p.val[1]), vget_high_u8(p.val[2]))));
+        uint8x16x3_t p = load3(src + 3 * i);
+        Wide r = widenBytes(p.val[0]), g = widenBytes(p.val[1]), b = widenBytes(p.val[2]);
+        vst1q_u8(dst + i, highBytes(grey16(r.lo, g.lo, b.lo), grey16(r.hi, g.hi, b.hi)));
     }
     if (i < n) ilmvColorRowsC().grey(src + 3 * i, n - i, dst + i);
 }
@@ -346,19 +349,29 @@ inline uint8x8_t narrow15(int32x4_t lo, int32x4_t hi, int32_t offset)
 void yCrCbV(const uint8_t* src, size_t n, uint8_t* dst)
 {
     size_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-        uint8x8x3_t p = vld3_u8(src + 3 * i);
-        int16x8_t r = widen(p.val[0]), g = widen(p.val[1]), b = widen(p.val[2]);
-        auto channel = [&](int16_t kr, int16_t kg, int16_t kb, int32_t offset) {
-            return narrow15(dot15(vget_low_s16(r), vget_low_s16(g), vget_low_s16(b), kr, kg, kb),
-                            dot15(vget_high_s16(r), vget_high_s16(g), vget_high_s16(b), kr, kg, kb), offset);
-        };
-        // Coefficients above 16 bits split into halves of equal weight.
-        uint8x8x3_t out;
-        out.val[0] = channel(9798, 19235, 3736, 0);
-        out.val[1] = channel(16384, -13720, -2664, 128);
-        out.val[2] = channel(-5529, -10855, 16384, 128);
-        vst3_u8(dst + 3 * i, out);
+    for (; i + 16 <= n; i += 16) {
+        uint8x16x3_t p = load3(src + 3 * i);
+        uint8x16x3_t out;
+        for (int half = 0; half < 2; ++half) {
+            auto part = [&](uint8x16_t v) { return widen(half ? vget_high_u8(v) : vget_low_u8(v)); };
+            int16x8_t r = part(p.val[0]), g = part(p.val[1]), b = part(p.val[2]);
+            auto channel = [&](int16_t kr, int16_t kg, int16_t kb, int32_t offset) {
+                return narrow15(dot15(vget_low_s16(r), vget_low_s16(g), vget_low_s16(b), kr, kg, kb),
+                                dot15(vget_high_s16(r), vget_high_s16(g), vget_high_s16(b), kr, kg, kb), offset);
+            };
+            uint8x8_t y = channel(9798, 19235, 3736, 0), cr = channel(16384, -13720, -2664, 128),
+                      cb = channel(-5529, -10855, 16384, 128);
+            if (half) {
+                out.val[0] = vcombine_u8(vget_low_u8(out.val[0]), y);
+                out.val[1] = vcombine_u8(vget_low_u8(out.val[1]), cr);
+                out.val[2] = vcombine_u8(vget_low_u8(out.val[2]), cb);
+            } else {
+                out.val[0] = vcombine_u8(y, y);
+                out.val[1] = vcombine_u8(cr, cr);
+                out.val[2] = vcombine_u8(cb, cb);
+            }
+        }
+        store3(dst + 3 * i, out);
     }
     if (i < n) ilmvColorRowsC().yCrCb(src + 3 * i, n - i, dst + 3 * i);
 }
@@ -367,9 +380,9 @@ void swapPairsV(const uint8_t* src, size_t n, uint8_t* dst)
 {
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        uint8x16x2_t p = vld2q_u8(src + 2 * i);
+        uint8x16x2_t p = load2(src + 2 * i);
         uint8x16x2_t swapped = {{p.val[1], p.val[0]}};
-        vst2q_u8(dst + 2 * i, swapped);
+        store2(dst + 2 * i, swapped);
     }
     if (i < n) ilmvColorRowsC().swapPairs(src + 2 * i, n - i, dst + 2 * i);
 }

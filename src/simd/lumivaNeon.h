@@ -83,6 +83,111 @@ inline int8x8_t halfDiff(uint8x8_t a, uint8x8_t b)
     return vsub_s8(vreinterpret_s8_u8(vshr_n_u8(a, 1)), vreinterpret_s8_u8(vshr_n_u8(b, 1)));
 }
 
+// ---- Widening and narrowing through byte shuffles ---------------------------------------
+// Interleaving with zeros widens bytes to 16-bit lanes, and de-interleaving picks low or
+// high bytes back out: shuffles that every vector unit does in one step.
+
+struct Wide {
+    uint16x8_t lo, hi;  // lanes 0-7 and 8-15
+};
+
+inline Wide widenBytes(uint8x16_t v)
+{
+    uint8x16x2_t z = vzipq_u8(v, vdupq_n_u8(0));
+    return {vreinterpretq_u16_u8(z.val[0]), vreinterpretq_u16_u8(z.val[1])};
+}
+
+inline int16x8_t asSigned(uint16x8_t v)
+{
+    return vreinterpretq_s16_u16(v);
+}
+
+// x >> 8 of each lane as bytes.
+inline uint8x16_t highBytes(uint16x8_t lo, uint16x8_t hi)
+{
+    return vuzpq_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)).val[1];
+}
+
+// Each signed lane clamped to 0..255, as bytes.
+inline uint8x16_t clampBytes(int16x8_t lo, int16x8_t hi)
+{
+    const int16x8_t zero = vdupq_n_s16(0), top = vdupq_n_s16(255);
+    lo = vminq_s16(vmaxq_s16(lo, zero), top);
+    hi = vminq_s16(vmaxq_s16(hi, zero), top);
+    return vuzpq_u8(vreinterpretq_u8_s16(lo), vreinterpretq_u8_s16(hi)).val[0];
+}
+
+// ---- Structure loads and stores --------------------------------------------------------
+// Deinterleaving loads and interleaving stores of 2, 3 and 4 byte channels: single
+// instructions on ARM; on other hosts byte shuffles of plain loads, which is how the vector
+// units there move bytes fast. Both give the same lanes.
+
+#if defined(__ARM_NEON) || defined(__ARM_NEON__)
+inline uint8x16x2_t load2(const uint8_t* p) { return vld2q_u8(p); }
+inline uint8x16x3_t load3(const uint8_t* p) { return vld3q_u8(p); }
+inline uint8x16x4_t load4(const uint8_t* p) { return vld4q_u8(p); }
+inline void store2(uint8_t* p, uint8x16x2_t v) { vst2q_u8(p, v); }
+inline void store3(uint8_t* p, uint8x16x3_t v) { vst3q_u8(p, v); }
+inline void store4(uint8_t* p, uint8x16x4_t v) { vst4q_u8(p, v); }
+#else
+// Byte-shuffle indices of the structure loads and stores, as constants the compiler folds.
+alignas(16) inline constexpr uint8_t kLoad3[3][16] = {
+    {0, 3, 6, 9, 12, 15, 18, 21, 24, 27, 30, 33, 36, 39, 42, 45},
+    {1, 4, 7, 10, 13, 16, 19, 22, 25, 28, 31, 34, 37, 40, 43, 46},
+    {2, 5, 8, 11, 14, 17, 20, 23, 26, 29, 32, 35, 38, 41, 44, 47}};
+alignas(16) inline constexpr uint8_t kLoad4[4][16] = {
+    {0, 4, 8, 12, 16, 20, 24, 28, 32, 36, 40, 44, 48, 52, 56, 60},
+    {1, 5, 9, 13, 17, 21, 25, 29, 33, 37, 41, 45, 49, 53, 57, 61},
+    {2, 6, 10, 14, 18, 22, 26, 30, 34, 38, 42, 46, 50, 54, 58, 62},
+    {3, 7, 11, 15, 19, 23, 27, 31, 35, 39, 43, 47, 51, 55, 59, 63}};
+// Output byte j of an interleaved run comes from channel j % channels, lane j / channels.
+alignas(16) inline constexpr uint8_t kStore3[3][16] = {
+    {0, 16, 32, 1, 17, 33, 2, 18, 34, 3, 19, 35, 4, 20, 36, 5},
+    {21, 37, 6, 22, 38, 7, 23, 39, 8, 24, 40, 9, 25, 41, 10, 26},
+    {42, 11, 27, 43, 12, 28, 44, 13, 29, 45, 14, 30, 46, 15, 31, 47}};
+alignas(16) inline constexpr uint8_t kStore4[4][16] = {
+    {0, 16, 32, 48, 1, 17, 33, 49, 2, 18, 34, 50, 3, 19, 35, 51},
+    {4, 20, 36, 52, 5, 21, 37, 53, 6, 22, 38, 54, 7, 23, 39, 55},
+    {8, 24, 40, 56, 9, 25, 41, 57, 10, 26, 42, 58, 11, 27, 43, 59},
+    {12, 28, 44, 60, 13, 29, 45, 61, 14, 30, 46, 62, 15, 31, 47, 63}};
+
+inline uint8x16x2_t load2(const uint8_t* p)
+{
+    uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 16);
+    return {{vuzp1q_u8(a, b), vuzp2q_u8(a, b)}};
+}
+
+inline uint8x16x3_t load3(const uint8_t* p)
+{
+    uint8x16x3_t bytes = {{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32)}};
+    return {{vqtbl3q_u8(bytes, vld1q_u8(kLoad3[0])), vqtbl3q_u8(bytes, vld1q_u8(kLoad3[1])),
+             vqtbl3q_u8(bytes, vld1q_u8(kLoad3[2]))}};
+}
+
+inline uint8x16x4_t load4(const uint8_t* p)
+{
+    uint8x16x4_t bytes = {{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32), vld1q_u8(p + 48)}};
+    return {{vqtbl4q_u8(bytes, vld1q_u8(kLoad4[0])), vqtbl4q_u8(bytes, vld1q_u8(kLoad4[1])),
+             vqtbl4q_u8(bytes, vld1q_u8(kLoad4[2])), vqtbl4q_u8(bytes, vld1q_u8(kLoad4[3]))}};
+}
+
+inline void store2(uint8_t* p, uint8x16x2_t v)
+{
+    vst1q_u8(p, vzip1q_u8(v.val[0], v.val[1]));
+    vst1q_u8(p + 16, vzip2q_u8(v.val[0], v.val[1]));
+}
+
+inline void store3(uint8_t* p, uint8x16x3_t v)
+{
+    for (int part = 0; part < 3; ++part) vst1q_u8(p + 16 * part, vqtbl3q_u8(v, vld1q_u8(kStore3[part])));
+}
+
+inline void store4(uint8_t* p, uint8x16x4_t v)
+{
+    for (int part = 0; part < 4; ++part) vst1q_u8(p + 16 * part, vqtbl4q_u8(v, vld1q_u8(kStore4[part])));
+}
+#endif
+
 }  // namespace ilmv
 
 #endif
