@@ -189,10 +189,31 @@ void swapPairsC(const uint8_t* src, size_t n, uint8_t* dst)
     }
 }
 
+void video10C(const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* rgba)
+{
+    for (size_t x = 0; x < n; ++x) {
+        const size_t k = x & ~size_t(1);  // pairs are Cr, Cb
+        Rgb p = rgbVideo10(y[x], pairs[k + 1], pairs[k]);
+        rgba[4 * x] = p.r;
+        rgba[4 * x + 1] = p.g;
+        rgba[4 * x + 2] = p.b;
+        rgba[4 * x + 3] = 255;
+    }
+}
+
+void video8C(ilmvRgbFormat format, const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* dst)
+{
+    const size_t bpp = kBytesPerPixel[format];
+    for (size_t x = 0; x < n; ++x) {
+        const size_t k = x & ~size_t(1);  // pairs are Cb, Cr
+        writeRgb(dst + x * bpp, format, rgbVideo8(y[x], pairs[k], pairs[k + 1]));
+    }
+}
+
 const ILMV_COLOR_ROWS kRowsC = {rgbToYccC,   yccToRgbC,     rgbToRgbC,  downsampleHorizontalC,
                                 downsampleHorizontalInterleavedC, chromaUpHorizontalPlanarC,
                                 chromaUpHorizontalC, interleaveC, deinterleaveC, extractC, greyC, hsvC, labC,
-                                yCrCbC,      swapPairsC};
+                                yCrCbC,      swapPairsC, video10C, video8C};
 
 }  // namespace
 

@@ -241,35 +241,39 @@ void ilmvExtractFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src1, const ui
     for (size_t y = 0; y < c.height; ++y) rows.extract(plane + y * stride + c.offset, c.step, c.width, dst + y * dstStride);
 }
 
-void ilmvYCrCb420ToRgbaFrame(const uint8_t* src, uint32_t width, uint32_t height, uint32_t yStride,
-                             uint32_t cStride, uint8_t* dst, uint32_t dstStride)
+void ilmvYCrCb420ToRgbaFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
+                             uint32_t yStride, uint32_t cStride, uint8_t* dst, uint32_t dstStride)
 {
     const uint8_t* chroma = src + size_t(yStride) * height;
-    for (size_t y = 0; y < height; ++y) {
-        const uint8_t* luma = src + y * yStride;
-        const uint8_t* c = chroma + (y / 2) * cStride;  // the chroma row advances after every odd row
-        uint8_t* out = dst + y * dstStride;
-        for (size_t x = 0; x < width; ++x) {
-            Rgb p = rgbVideo10(luma[x], c[(x & ~size_t(1)) + 1], c[x & ~size_t(1)]);
-            out[4 * x] = p.r;
-            out[4 * x + 1] = p.g;
-            out[4 * x + 2] = p.b;
-            out[4 * x + 3] = 255;
-        }
-    }
+    for (size_t y = 0; y < height; ++y)  // the chroma row advances after every odd row
+        rows.video10(src + y * yStride, chroma + (y / 2) * cStride, width, dst + y * dstStride);
 }
 
-void ilmvYuv420Frame(const uint8_t* src, uint32_t width, uint32_t height, ilmvRgbFormat format, bool rotate,
-                     uint8_t* dst)
+namespace {
+
+// Pixel x of a row lands at width - 1 - x.
+void reversePixels(const uint8_t* row, size_t width, size_t bpp, uint8_t* out)
+{
+    for (size_t x = 0; x < width; ++x) std::memcpy(out + (width - 1 - x) * bpp, row + x * bpp, bpp);
+}
+
+}  // namespace
+
+void ilmvYuv420Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
+                     ilmvRgbFormat format, bool rotate, uint8_t* dst)
 {
     const uint8_t* chroma = src + size_t(width) * height;
-    const size_t bpp = kBytesPerPixel[format];
+    const size_t bpp = kBytesPerPixel[format], rowBytes = width * bpp;
+    std::vector<uint8_t> turned(rotate ? rowBytes : 0);
     for (size_t y = 0; y < height; ++y) {
-        const uint8_t* c = chroma + (y / 2) * width;
-        for (size_t x = 0; x < width; ++x) {
-            const size_t to = rotate ? (height - 1 - y) * width + (width - 1 - x) : y * width + x;
-            writeRgb(dst + to * bpp, format, rgbVideo8(src[y * width + x], c[x & ~size_t(1)], c[(x & ~size_t(1)) + 1]));
+        const uint8_t* luma = src + y * width;
+        const uint8_t* pairs = chroma + (y / 2) * width;
+        if (!rotate) {
+            rows.video8(format, luma, pairs, width, dst + y * rowBytes);
+            continue;
         }
+        rows.video8(format, luma, pairs, width, turned.data());
+        reversePixels(turned.data(), width, bpp, dst + (height - 1 - y) * rowBytes);
     }
 }
 
@@ -297,15 +301,15 @@ void ilmvBlocksFrame(const uint8_t* src, uint32_t width, uint32_t height, int hs
     }
 }
 
-void ilmvRgb888To565Rotate180Frame(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
-                                   uint16_t* dst, uint32_t dstStride)
+void ilmvRgb888To565Rotate180Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
+                                   uint32_t srcStride, uint16_t* dst, uint32_t dstStride)
 {
     srcStride = orDefault(srcStride, width * 3);
     dstStride = orDefault(dstStride, width * 2);
-    for (size_t y = 0; y < height; ++y)
-        for (size_t x = 0; x < width; ++x) {
-            const uint8_t* p = src + y * srcStride + 3 * x;
-            uint8_t* out = reinterpret_cast<uint8_t*>(dst) + (height - 1 - y) * dstStride + 2 * (width - 1 - x);
-            writeFields(out, kRgb565, p[0], p[1], p[2], 255);
-        }
+    std::vector<uint8_t> row(2 * width);
+    for (size_t y = 0; y < height; ++y) {
+        rows.rgbToRgb(kRgb888, kRgb565, false, src + y * srcStride, width, row.data());
+        // A 16-bit destination steps in whole elements, as the family's 16-bit images do.
+        reversePixels(row.data(), width, 2, reinterpret_cast<uint8_t*>(dst + (height - 1 - y) * (dstStride / 2)));
+    }
 }

@@ -37,6 +37,10 @@ struct ILMV_COLOR_ROWS {
     void (*lab)(const uint8_t* src, size_t n, uint8_t* dst);
     void (*yCrCb)(const uint8_t* src, size_t n, uint8_t* dst);
     void (*swapPairs)(const uint8_t* src, size_t n, uint8_t* dst);
+    // Video-range rows from Y and a row of chroma pairs: 10 fractional bits with pairs Cr
+    // first into R, G, B, 255; and 8 fractional bits with pairs Cb first into `format`.
+    void (*video10)(const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* rgba);
+    void (*video8)(ilmvRgbFormat format, const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* dst);
 };
 
 const ILMV_COLOR_ROWS& ilmvColorRowsC();
@@ -81,12 +85,12 @@ void ilmvExtractFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src1, const ui
                       uint32_t width, uint32_t height, uint32_t s1, uint32_t s2, uint32_t s3, int32_t format,
                       int32_t channel, uint8_t* dst, uint32_t dstStride);
 // Video-range decoders and the 8x8 block decoders.
-void ilmvYCrCb420ToRgbaFrame(const uint8_t* src, uint32_t width, uint32_t height, uint32_t yStride,
-                             uint32_t cStride, uint8_t* dst, uint32_t dstStride);
-void ilmvYuv420Frame(const uint8_t* src, uint32_t width, uint32_t height, ilmvRgbFormat format, bool rotate,
-                     uint8_t* dst);
+void ilmvYCrCb420ToRgbaFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
+                             uint32_t yStride, uint32_t cStride, uint8_t* dst, uint32_t dstStride);
+void ilmvYuv420Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
+                     ilmvRgbFormat format, bool rotate, uint8_t* dst);
 void ilmvBlocksFrame(const uint8_t* src, uint32_t width, uint32_t height, int hsub, int vsub, uint8_t* dst);
-void ilmvRgb888To565Rotate180Frame(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
-                                   uint16_t* dst, uint32_t dstStride);
+void ilmvRgb888To565Rotate180Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
+                                   uint32_t srcStride, uint16_t* dst, uint32_t dstStride);
 
 #endif

@@ -399,6 +399,80 @@ void labV(const uint8_t* src, size_t n, uint8_t* dst)
     ilmvColorRowsC().lab(src, n, dst);
 }
 
+// ---- Video range -----------------------------------------------------------------------
+
+// (ka*a + kb*b + kc*c) >> S per lane in 32 bits, saturated back to 16; the byte clamp after
+// it equals the reference's clamp before the shift.
+template <int S>
+inline int16x8_t dotShift(int16x8_t a, int16_t ka, int16x8_t b, int16_t kb, int16x8_t c, int16_t kc)
+{
+    auto part = [&](int16x4_t x, int16x4_t y, int16x4_t z) {
+        return vqmovn_s32(vshrq_n_s32(vmlal_n_s16(vmlal_n_s16(vmull_n_s16(x, ka), y, kb), z, kc), S));
+    };
+    return vcombine_s16(part(vget_low_s16(a), vget_low_s16(b), vget_low_s16(c)),
+                        part(vget_high_s16(a), vget_high_s16(b), vget_high_s16(c)));
+}
+
+// The 8 pairs under 16 pixels, each repeated for its two pixels: first and second bytes.
+inline void pairsOf16(const uint8_t* pairs, uint8x16_t& first, uint8x16_t& second)
+{
+    uint8x16_t bytes = vld1q_u8(pairs);
+    uint8x16x2_t split = vuzpq_u8(bytes, bytes);
+    first = vzipq_u8(split.val[0], split.val[0]).val[0];
+    second = vzipq_u8(split.val[1], split.val[1]).val[0];
+}
+
+inline int16x8_t centred(uint16x8_t c)
+{
+    return vsubq_s16(asSigned(c), vdupq_n_s16(128));
+}
+
+// 10 fractional bits: Y' = (max(Y, 16) - 16) * 1192, R = Y' + 1634v, G = Y' - 833v - 400u,
+// B = Y' + 2066u, each >> 10 and clamped.
+void video10V(const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* rgba)
+{
+    size_t x = 0;
+    for (; x + 16 <= n; x += 16) {
+        uint8x16_t cr, cb;
+        pairsOf16(pairs + x, cr, cb);
+        Wide wy = widenBytes(vqsubq_u8(vld1q_u8(y + x), vdupq_n_u8(16))), wb = widenBytes(cb), wr = widenBytes(cr);
+        int16x8_t r[2], g[2], b[2];
+        for (int h = 0; h < 2; ++h) {
+            const int16x8_t yy = asSigned(h ? wy.hi : wy.lo), u = centred(h ? wb.hi : wb.lo), v = centred(h ? wr.hi : wr.lo);
+            r[h] = dotShift<10>(yy, 1192, v, 1634, u, 0);
+            g[h] = dotShift<10>(yy, 1192, v, -833, u, -400);
+            b[h] = dotShift<10>(yy, 1192, u, 2066, v, 0);
+        }
+        uint8x16x4_t out = {{clampBytes(r[0], r[1]), clampBytes(g[0], g[1]), clampBytes(b[0], b[1]), vdupq_n_u8(255)}};
+        store4(rgba + 4 * x, out);
+    }
+    if (x < n) ilmvColorRowsC().video10(y + x, pairs + x, n - x, rgba + 4 * x);
+}
+
+// 8 fractional bits without rounding: Y' = 298 (Y - 16), R = Y' + 409v, G = Y' - 208v - 100u,
+// B = Y' + 517u, each >> 8 and clamped.
+void video8V(ilmvRgbFormat format, const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* dst)
+{
+    const size_t bpp = kBytesPerPixel[format];
+    size_t x = 0;
+    for (; x + 16 <= n; x += 16) {
+        uint8x16_t cb, cr;
+        pairsOf16(pairs + x, cb, cr);
+        Wide wy = widenBytes(vld1q_u8(y + x)), wb = widenBytes(cb), wr = widenBytes(cr);
+        int16x8_t r[2], g[2], b[2];
+        for (int h = 0; h < 2; ++h) {
+            const int16x8_t yy = vsubq_s16(asSigned(h ? wy.hi : wy.lo), vdupq_n_s16(16));
+            const int16x8_t u = centred(h ? wb.hi : wb.lo), v = centred(h ? wr.hi : wr.lo);
+            r[h] = dotShift<8>(yy, 298, v, 409, u, 0);
+            g[h] = dotShift<8>(yy, 298, v, -208, u, -100);
+            b[h] = dotShift<8>(yy, 298, u, 517, v, 0);
+        }
+        store16(dst + x * bpp, format, clampBytes(r[0], r[1]), clampBytes(g[0], g[1]), clampBytes(b[0], b[1]),
+                vdupq_n_u8(255));
+    }
+    if (x < n) ilmvColorRowsC().video8(format, y + x, pairs + x, n - x, dst + x * bpp);
+}
+
 }  // namespace
 
 extern "C" {
@@ -414,6 +488,6 @@ const ILMV_COLOR_ROWS& ilmvColorRowsV()
     static ILMV_COLOR_ROWS rows;
     rows = {rgbToYccV,   yccToRgbV, rgbToRgbV,   downsample_horizontal_, downsample_horizontal_i_,
             chroma_up_hori_planar_, chroma_up_hori_, interleaveV, deinterleaveV, extractV, greyV, hsvV, labV,
-            yCrCbV,      swapPairsV};
+            yCrCbV,      swapPairsV, video10V, video8V};
     return rows;
 }

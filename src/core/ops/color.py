@@ -223,9 +223,9 @@ op(slot_of("lmvColorYCrCb420PseudoPlanarToRGB8888u8"), "lmvColorYCrCb420PseudoPl
    [img("src", "srcWidth", "srcHeight", "srcYStride"), *sizes(), Stride("srcYStride"), Stride("srcCStride"),
     img("dst", "srcWidth", "srcHeight", "dstStride", 4, "out"), Stride("dstStride")],
    doc="Video-range YCrCb 4:2:0 (chroma plane at src + srcYStride*srcHeight, Cr first) to R, G, B, 255.",
-   rule="src && dst && srcWidth && srcHeight && srcYStride && srcCStride && dstStride", cases=False, forms="C",
+   rule="src && dst && srcWidth && srcHeight && srcYStride && srcCStride && dstStride", cases=False,
    frame_header=ROWS_H,
-   frame="ilmvYCrCb420ToRgbaFrame(src, srcWidth, srcHeight, srcYStride, srcCStride, dst, dstStride)")
+   frame="ilmvYCrCb420ToRgbaFrame({rows}, src, srcWidth, srcHeight, srcYStride, srcCStride, dst, dstStride)")
 
 
 def blob_op(name, src_name, rule, doc, slot=None, **kw):
@@ -245,22 +245,23 @@ yuv565 = [Image("src", U8, "width", "height", "width"), *sizes("width", "height"
 op(slot_of("lmvColorYUV420toRGB565u8"), "lmvColorYUV420toRGB565u8", yuv565,
    doc="Video-range YUV 4:2:0 (Y plane, then interleaved chroma, Cb first, no strides) to RGB565 "
        "(red in bits 0-4).",
-   rule="src && dst && width && height", cases=False, forms="C", frame_header=ROWS_H,
-   frame="ilmvYuv420Frame(src, width, height, ilmv::kRgb565, false, reinterpret_cast<uint8_t*>(dst))")
+   rule="src && dst && width && height", cases=False, frame_header=ROWS_H,
+   frame="ilmvYuv420Frame({rows}, src, width, height, ilmv::kRgb565, false, reinterpret_cast<uint8_t*>(dst))")
 op(0, "lmvColorRGB888ToRGB565Rotate180u8",
    [img("src", "srcWidth", "srcHeight", "srcStride", 3), *sizes(), Stride("srcStride"),
     Image("dst", U16, "srcWidth", "srcHeight", "dstStride", 1, "out"), Stride("dstStride")],
-   internal=True, doc="RGB888 to RGB565 (fields in byte order), the image turned by 180 degrees.", forms="C",
-   frame_header=ROWS_H, frame="ilmvRgb888To565Rotate180Frame(src, srcWidth, srcHeight, srcStride, dst, dstStride)")
-op(1, "lmvColorYUV420toRGB565u8Rotate180", yuv565, internal=True, cases=False, forms="C", frame_header=ROWS_H,
-   frame="ilmvYuv420Frame(src, width, height, ilmv::kRgb565, true, reinterpret_cast<uint8_t*>(dst))",
+   internal=True, doc="RGB888 to RGB565 (fields in byte order), the image turned by 180 degrees.",
+   frame_header=ROWS_H,
+   frame="ilmvRgb888To565Rotate180Frame({rows}, src, srcWidth, srcHeight, srcStride, dst, dstStride)")
+op(1, "lmvColorYUV420toRGB565u8Rotate180", yuv565, internal=True, cases=False, frame_header=ROWS_H,
+   frame="ilmvYuv420Frame({rows}, src, width, height, ilmv::kRgb565, true, reinterpret_cast<uint8_t*>(dst))",
    doc="As lmvColorYUV420toRGB565u8, the image turned by 180 degrees.")
 op(SLOTS["lmvColorYUV420toRGB565u8"], "lmvColorYUV420toRGB8888u8",
    [Image("src", U8, "width", "height", "width"), *sizes("width", "height"),
     Image("dst", U8, "width", "height", "width * 4", 4, "out")],
    doc="Video-range YUV 4:2:0 (as lmvColorYUV420toRGB565u8) to R, G, B, 255.",
    rule="src && dst && width && height", cases=False, follows_slot=SLOTS["lmvColorYUV420toRGB565u8"],
-   frame_header=ROWS_H, frame="ilmvYuv420Frame(src, width, height, ilmv::kRgba8888, false, dst)")
+   frame_header=ROWS_H, frame="ilmvYuv420Frame({rows}, src, width, height, ilmv::kRgba8888, false, dst)")
 
 # ---- Channels ------------------------------------------------------------------------
 NUMBERED = "((srcChannel >= LUMIVA_CHANNEL_0)&&(srcChannel <= LUMIVA_CHANNEL_2))"
