@@ -334,4 +334,29 @@ TEST(ColorSimdMatches, VideoRangeDecoders)
         }
 }
 
+TEST(ColorSimdMatches, BlockDecoders)
+{
+    using Decoder = void (*)(const uint8_t*, uint32_t, uint32_t, uint8_t*);
+    struct Row {
+        Decoder c, v;
+        uint32_t unitW, unitH, unitBytes;
+    };
+    const Row rows[] = {{lmvColorYCrCbH1V1toRGB888u8C, lmvColorYCrCbH1V1toRGB888u8V, 8, 8, 192},
+                        {lmvColorYCrCbH2V1toRGB888u8C, lmvColorYCrCbH2V1toRGB888u8V, 16, 8, 256},
+                        {lmvColorYCrCbH1V2toRGB888u8C, lmvColorYCrCbH1V2toRGB888u8V, 8, 16, 256},
+                        {lmvColorYCrCbH2V2toRGB888u8C, lmvColorYCrCbH2V2toRGB888u8V, 16, 16, 384}};
+    std::mt19937 rng(5);
+    for (const Row& row : rows)
+        for (uint32_t w : {8u, 16u, 21u, 48u})
+            for (uint32_t h : {8u, 13u, 32u}) {
+                const uint32_t units = ((w + row.unitW - 1) / row.unitW) * ((h + row.unitH - 1) / row.unitH);
+                Bytes src(units * row.unitBytes);
+                for (auto& b : src) b = uint8_t(rng());
+                Bytes a(3 * w * h, 1), b(3 * w * h, 1);
+                row.c(src.data(), w, h, a.data());
+                row.v(src.data(), w, h, b.data());
+                ASSERT_EQ(a, b) << w << "x" << h << " unit " << row.unitW << "x" << row.unitH;
+            }
+}
+
 }  // namespace

@@ -210,10 +210,20 @@ void video8C(ilmvRgbFormat format, const uint8_t* y, const uint8_t* pairs, size_
     }
 }
 
+void blocksC(const uint8_t* const* luma, const uint8_t* cb, const uint8_t* cr, int hsub, size_t n, uint8_t* dst)
+{
+    for (size_t i = 0; i < n; ++i) {
+        Rgb p = rgbBlocks(luma[i / 8][i % 8], cb[i / hsub], cr[i / hsub]);
+        dst[3 * i] = p.r;
+        dst[3 * i + 1] = p.g;
+        dst[3 * i + 2] = p.b;
+    }
+}
+
 const ILMV_COLOR_ROWS kRowsC = {rgbToYccC,   yccToRgbC,     rgbToRgbC,  downsampleHorizontalC,
                                 downsampleHorizontalInterleavedC, chromaUpHorizontalPlanarC,
                                 chromaUpHorizontalC, interleaveC, deinterleaveC, extractC, greyC, hsvC, labC,
-                                yCrCbC,      swapPairsC, video10C, video8C};
+                                yCrCbC,      swapPairsC, video10C, video8C, blocksC};
 
 }  // namespace
 

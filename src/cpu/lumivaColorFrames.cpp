@@ -3,6 +3,7 @@
 // conversion run through these, with their own row kernels.
 #include "cpu/lumivaColorRows.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -277,26 +278,24 @@ void ilmvYuv420Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t w
     }
 }
 
-void ilmvBlocksFrame(const uint8_t* src, uint32_t width, uint32_t height, int hsub, int vsub, uint8_t* dst)
+void ilmvBlocksFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height, int hsub,
+                     int vsub, uint8_t* dst)
 {
     // A unit of hsub x vsub luma blocks (left to right, then top to bottom) and one Cb and
-    // one Cr block of 8x8 samples covers 8*hsub x 8*vsub pixels.
+    // one Cr block of 8x8 samples covers 8*hsub x 8*vsub pixels; the last unit of a row
+    // may be cut short by the image's edge.
     const size_t unitW = 8 * hsub, unitH = 8 * vsub, lumaBytes = 64 * size_t(hsub) * vsub;
     const size_t unitBytes = lumaBytes + 128, units = (width + unitW - 1) / unitW;
     for (size_t y = 0; y < height; ++y) {
         const uint8_t* unitRow = src + (y / unitH) * units * unitBytes;
         const size_t ly = y % unitH;
-        for (size_t x = 0; x < width; ++x) {
-            const uint8_t* unit = unitRow + (x / unitW) * unitBytes;
-            const size_t lx = x % unitW;
-            const size_t block = (ly / 8) * hsub + lx / 8;
-            const size_t chroma = (ly / vsub) * 8 + lx / hsub;
-            Rgb p = rgbBlocks(unit[block * 64 + (ly % 8) * 8 + lx % 8], unit[lumaBytes + chroma],
-                              unit[lumaBytes + 64 + chroma]);
-            uint8_t* out = dst + (y * width + x) * 3;
-            out[0] = p.r;
-            out[1] = p.g;
-            out[2] = p.b;
+        for (size_t u = 0; u < units; ++u) {
+            const uint8_t* unit = unitRow + u * unitBytes;
+            const uint8_t* luma[2] = {unit + ((ly / 8) * hsub) * 64 + (ly % 8) * 8,
+                                      unit + ((ly / 8) * hsub + 1) * 64 + (ly % 8) * 8};
+            const uint8_t* cb = unit + lumaBytes + (ly / vsub) * 8;
+            const size_t n = std::min(unitW, width - u * unitW);
+            rows.blocks(luma, cb, cb + 64, hsub, n, dst + (y * width + u * unitW) * 3);
         }
     }
 }

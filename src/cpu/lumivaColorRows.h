@@ -41,6 +41,9 @@ struct ILMV_COLOR_ROWS {
     // first into R, G, B, 255; and 8 fractional bits with pairs Cb first into `format`.
     void (*video10)(const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* rgba);
     void (*video8)(ilmvRgbFormat format, const uint8_t* y, const uint8_t* pairs, size_t n, uint8_t* dst);
+    // One row of a unit of 8x8 blocks: `hsub` luma rows of 8 samples side by side, and a
+    // chroma row whose samples serve `hsub` pixels each; RGB888 out.
+    void (*blocks)(const uint8_t* const* luma, const uint8_t* cb, const uint8_t* cr, int hsub, size_t n, uint8_t* dst);
 };
 
 const ILMV_COLOR_ROWS& ilmvColorRowsC();
@@ -89,7 +92,8 @@ void ilmvYCrCb420ToRgbaFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, ui
                              uint32_t yStride, uint32_t cStride, uint8_t* dst, uint32_t dstStride);
 void ilmvYuv420Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
                      ilmvRgbFormat format, bool rotate, uint8_t* dst);
-void ilmvBlocksFrame(const uint8_t* src, uint32_t width, uint32_t height, int hsub, int vsub, uint8_t* dst);
+void ilmvBlocksFrame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height, int hsub,
+                     int vsub, uint8_t* dst);
 void ilmvRgb888To565Rotate180Frame(const ILMV_COLOR_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
                                    uint32_t srcStride, uint16_t* dst, uint32_t dstStride);
 

@@ -473,6 +473,44 @@ void video8V(ilmvRgbFormat format, const uint8_t* y, const uint8_t* pairs, size_
     if (x < n) ilmvColorRowsC().video8(format, y + x, pairs + x, n - x, dst + x * bpp);
 }
 
+// ---- Block decoders ----------------------------------------------------------------------
+
+// (ka*a + kb*b + 16384) >> 15 per lane in 32 bits, saturated back to 16.
+inline int16x8_t roundDot15(int16x8_t a, int16_t ka, int16x8_t b, int16_t kb)
+{
+    auto part = [&](int16x4_t x, int16x4_t y) { return vqmovn_s32(vrshrq_n_s32(vmlal_n_s16(vmull_n_s16(x, ka), y, kb), 15)); };
+    return vcombine_s16(part(vget_low_s16(a), vget_low_s16(b)), part(vget_high_s16(a), vget_high_s16(b)));
+}
+
+// Y plus 15-bit chroma terms on doubled chroma c2 = 2c - 255, for a whole unit row.
+void blocksV(const uint8_t* const* luma, const uint8_t* cb, const uint8_t* cr, int hsub, size_t n, uint8_t* dst)
+{
+    if (n != size_t(8 * hsub)) {
+        ilmvColorRowsC().blocks(luma, cb, cr, hsub, n, dst);
+        return;
+    }
+    uint8x8_t b8 = vld1_u8(cb), r8 = vld1_u8(cr);
+    uint8x16_t y = vcombine_u8(vld1_u8(luma[0]), vld1_u8(hsub == 2 ? luma[1] : luma[0]));
+    uint8x16_t vb = vcombine_u8(b8, b8), vr = vcombine_u8(r8, r8);
+    if (hsub == 2) {  // each chroma sample serves two pixels
+        vb = vzipq_u8(vb, vb).val[0];
+        vr = vzipq_u8(vr, vr).val[0];
+    }
+    Wide wy = widenBytes(y), wb = widenBytes(vb), wr = widenBytes(vr);
+    int16x8_t r[2], g[2], b[2];
+    for (int h = 0; h < 2; ++h) {
+        const int16x8_t yy = asSigned(h ? wy.hi : wy.lo), full = vdupq_n_s16(255);
+        const int16x8_t u = vsubq_s16(vshlq_n_s16(asSigned(h ? wb.hi : wb.lo), 1), full);
+        const int16x8_t v = vsubq_s16(vshlq_n_s16(asSigned(h ? wr.hi : wr.lo), 1), full);
+        r[h] = vaddq_s16(yy, roundDot15(v, 22970, u, 0));
+        g[h] = vaddq_s16(yy, roundDot15(u, -5638, v, -11700));
+        b[h] = vaddq_s16(yy, roundDot15(u, 29032, v, 0));
+    }
+    uint8_t out[48];
+    store3(out, uint8x16x3_t{{clampBytes(r[0], r[1]), clampBytes(g[0], g[1]), clampBytes(b[0], b[1])}});
+    std::memcpy(dst, out, 3 * n);
+}
+
 }  // namespace
 
 extern "C" {
@@ -488,6 +526,6 @@ const ILMV_COLOR_ROWS& ilmvColorRowsV()
     static ILMV_COLOR_ROWS rows;
     rows = {rgbToYccV,   yccToRgbV, rgbToRgbV,   downsample_horizontal_, downsample_horizontal_i_,
             chroma_up_hori_planar_, chroma_up_hori_, interleaveV, deinterleaveV, extractV, greyV, hsvV, labV,
-            yCrCbV,      swapPairsV, video10V, video8V};
+            yCrCbV,      swapPairsV, video10V, video8V, blocksV};
     return rows;
 }

@@ -237,8 +237,8 @@ def blob_op(name, src_name, rule, doc, slot=None, **kw):
 for blocks, src_name in (("H1V1", "src"), ("H2V1", "src"), ("H1V2", "ysrc"), ("H2V2", "y_src")):
     blob_op(f"lmvColorYCrCb{blocks}toRGB888u8", src_name, f"{src_name} && dst && width && height",
             f"8x8 decoded blocks ({blocks} sampling: Y blocks, then Cb and Cr) to RGB888, red in byte 0.",
-            forms="C", frame_header=ROWS_H,
-            frame=f"ilmvBlocksFrame({src_name}, width, height, {blocks[1]}, {blocks[3]}, dst)")
+            frame_header=ROWS_H,
+            frame=f"ilmvBlocksFrame({{rows}}, {src_name}, width, height, {blocks[1]}, {blocks[3]}, dst)")
 
 yuv565 = [Image("src", U8, "width", "height", "width"), *sizes("width", "height"),
           Image("dst", U16, "width", "height", "width * 2", 1, "out")]
