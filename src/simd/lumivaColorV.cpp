@@ -112,10 +112,11 @@ void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, u
         vst1q_u8(y + i, luma16(f));
         if (!cb) continue;
         if (half) {
-            // The chroma of each pair comes from its even pixel alone; the odd lanes of
-            // the result repeat the even ones and are not stored.
-            auto even = [](uint8x16_t v) { return vuzpq_u8(v, v).val[0]; };
-            Chroma16 c = chromaOf(even(f.f2), even(f.f1), even(f.f0));
+            // The chroma of each pair comes from its even pixel alone: 8 samples in 8 lanes.
+            auto even = [](uint8x16_t v) { return widenBytes(vuzpq_u8(v, v).val[0]).lo; };
+            const uint16x8_t r = even(f.f2), g = even(f.f1), b = even(f.f0);
+            const int16x8_t sb = chromaSum(b, g, r, 85, 43), sr = chromaSum(r, g, b, 107, 21);
+            Chroma16 c = {clampBytes(sb, sb), clampBytes(sr, sr)};
             if (step == 2) {
                 uint8x8x2_t pairs = vzip_u8(vget_low_u8(c.cb), vget_low_u8(c.cr));
                 vst1q_u8(cb + i, vcombine_u8(pairs.val[0], pairs.val[1]));
@@ -141,21 +142,30 @@ void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, u
     }
 }
 
-// R = Y + v + ((103v + 128) >> 8), G = Y - v + ((-88u + 73v + 128) >> 8),
-// B = Y + u + ((198u + 128) >> 8): set A with 256 split off each large coefficient, which
-// keeps every term within 16 signed bits and leaves the rounding unchanged.
-struct Rgb16 {
+// R = Y + dr, G = Y + dg, B = Y + db with dr = v + ((103v + 128) >> 8),
+// dg = -v + ((-88u + 73v + 128) >> 8), db = u + ((198u + 128) >> 8): set A with 256 split off
+// each large coefficient, which keeps every term within 16 signed bits and leaves the
+// rounding unchanged. The offsets depend on chroma alone, so subsampled chroma computes
+// them once per sample.
+struct Offsets {
     int16x8_t r, g, b;
 };
 
-inline Rgb16 rgbOf(uint16x8_t y16, uint16x8_t cb16, uint16x8_t cr16)
+inline Offsets chromaOffsets(uint16x8_t cb16, uint16x8_t cr16)
 {
-    const int16x8_t y = asSigned(y16), half = vdupq_n_s16(128);
+    const int16x8_t half = vdupq_n_s16(128);  // the rounding constant starts each sum
     const int16x8_t u = vsubq_s16(asSigned(cb16), half), v = vsubq_s16(asSigned(cr16), half);
-    const int16x8_t gt = vmlaq_n_s16(vmulq_n_s16(u, -88), v, 73);
-    return {vaddq_s16(vaddq_s16(y, v), vrshrq_n_s16(vmulq_n_s16(v, 103), 8)),
-            vaddq_s16(vsubq_s16(y, v), vrshrq_n_s16(gt, 8)),
-            vaddq_s16(vaddq_s16(y, u), vrshrq_n_s16(vmulq_n_s16(u, 198), 8))};
+    return {vaddq_s16(v, vshrq_n_s16(vmlaq_n_s16(half, v, 103), 8)),
+            vsubq_s16(vshrq_n_s16(vmlaq_n_s16(vmlaq_n_s16(half, u, -88), v, 73), 8), v),
+            vaddq_s16(u, vshrq_n_s16(vmlaq_n_s16(half, u, 198), 8))};
+}
+
+// Offsets of 8 chroma samples, each serving two pixels: pixels 0-7 and 8-15.
+inline void spread(const Offsets& o, Offsets& lo, Offsets& hi)
+{
+    int16x8x2_t r = vzipq_s16(o.r, o.r), g = vzipq_s16(o.g, o.g), b = vzipq_s16(o.b, o.b);
+    lo = {r.val[0], g.val[0], b.val[0]};
+    hi = {r.val[1], g.val[1], b.val[1]};
 }
 
 void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const uint8_t* cr, size_t step, bool half,
@@ -164,33 +174,39 @@ void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const 
     const size_t bpp = kBytesPerPixel[format];
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        uint8x16_t vb, vr;
+        Offsets lo, hi;
         if (half) {
-            uint8x8_t b8, r8;
+            uint8x16_t vb, vr;  // 8 samples in the low lanes
             if (step == 2) {
                 uint8x16_t bytes = vld1q_u8(cb + i);
-                uint8x8x2_t pairs = vuzp_u8(vget_low_u8(bytes), vget_high_u8(bytes));
-                b8 = pairs.val[0];
-                r8 = pairs.val[1];
+                uint8x16x2_t pairs = vuzpq_u8(bytes, bytes);
+                vb = pairs.val[0];
+                vr = pairs.val[1];
             } else {
-                b8 = vld1_u8(cb + i / 2);
-                r8 = vld1_u8(cr + i / 2);
+                uint8x8_t b8 = vld1_u8(cb + i / 2), r8 = vld1_u8(cr + i / 2);
+                vb = vcombine_u8(b8, b8);
+                vr = vcombine_u8(r8, r8);
             }
-            uint8x8x2_t bb = vzip_u8(b8, b8), rr = vzip_u8(r8, r8);  // each sample serves two pixels
-            vb = vcombine_u8(bb.val[0], bb.val[1]);
-            vr = vcombine_u8(rr.val[0], rr.val[1]);
-        } else if (step == 2) {
-            uint8x16x2_t pairs = load2(cb + 2 * i);
-            vb = pairs.val[0];
-            vr = pairs.val[1];
+            spread(chromaOffsets(widenBytes(vb).lo, widenBytes(vr).lo), lo, hi);
         } else {
-            vb = vld1q_u8(cb + i);
-            vr = vld1q_u8(cr + i);
+            uint8x16_t vb, vr;
+            if (step == 2) {
+                uint8x16x2_t pairs = load2(cb + 2 * i);
+                vb = pairs.val[0];
+                vr = pairs.val[1];
+            } else {
+                vb = vld1q_u8(cb + i);
+                vr = vld1q_u8(cr + i);
+            }
+            Wide wb = widenBytes(vb), wr = widenBytes(vr);
+            lo = chromaOffsets(wb.lo, wr.lo);
+            hi = chromaOffsets(wb.hi, wr.hi);
         }
-        Wide wy = widenBytes(vld1q_u8(y + i)), wb = widenBytes(vb), wr = widenBytes(vr);
-        Rgb16 lo = rgbOf(wy.lo, wb.lo, wr.lo), hi = rgbOf(wy.hi, wb.hi, wr.hi);
-        store16(dst + i * bpp, format, clampBytes(lo.r, hi.r), clampBytes(lo.g, hi.g), clampBytes(lo.b, hi.b),
-                vdupq_n_u8(255));
+        Wide wy = widenBytes(vld1q_u8(y + i));
+        const int16x8_t ylo = asSigned(wy.lo), yhi = asSigned(wy.hi);
+        store16(dst + i * bpp, format, clampBytes(vaddq_s16(ylo, lo.r), vaddq_s16(yhi, hi.r)),
+                clampBytes(vaddq_s16(ylo, lo.g), vaddq_s16(yhi, hi.g)),
+                clampBytes(vaddq_s16(ylo, lo.b), vaddq_s16(yhi, hi.b)), vdupq_n_u8(255));
     }
     if (i < n) {
         const size_t k = (half ? i / 2 : i) * step;
