@@ -74,32 +74,32 @@ inline int16x8_t widen(uint8x8_t v)
 // Y = (77R + 150G + 29B + 128) >> 8: the sum stays below 65536, so 16-bit lanes hold it.
 inline uint16x8_t lumaSum(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
-    return vaddq_u16(vmlaq_n_u16(vmlaq_n_u16(vmulq_n_u16(r, 77), g, 150), b, 29), vdupq_n_u16(128));
+    const uint16x8_t kr = opaque(vdupq_n_u16(77)), kg = opaque(vdupq_n_u16(150)), kb = opaque(vdupq_n_u16(29));
+    return vmlaq_u16(vmlaq_u16(vmlaq_u16(vdupq_n_u16(128), r, kr), g, kg), b, kb);
 }
 
-inline uint8x16_t luma16(const Fields16& f)
+inline uint8x16_t luma16(const Split& r, const Split& g, const Split& b)
 {
-    Wide r = widenBytes(f.f2), g = widenBytes(f.f1), b = widenBytes(f.f0);
-    return highBytes(lumaSum(r.lo, g.lo, b.lo), lumaSum(r.hi, g.hi, b.hi));
+    return joinHighBytes(lumaSum(r.even, g.even, b.even), lumaSum(r.odd, g.odd, b.odd));
 }
 
 // 128 + ((128*own - kg*G - kOther*other + 128) >> 8); every term fits 16 signed bits, and the
 // sum reaches 256 at most, which the byte clamp turns into 255.
 inline int16x8_t chromaSum(uint16x8_t own, uint16x8_t g, uint16x8_t other, int16_t kg, int16_t kOther)
 {
-    int16x8_t sum = vmlsq_n_s16(vmlsq_n_s16(vshlq_n_s16(asSigned(own), 7), asSigned(g), kg), asSigned(other), kOther);
+    int16x8_t sum = vmlsq_s16(vmlsq_s16(vshlq_n_s16(asSigned(own), 7), asSigned(g), opaque(vdupq_n_s16(kg))),
+                              asSigned(other), opaque(vdupq_n_s16(kOther)));
     return vaddq_s16(vrshrq_n_s16(sum, 8), vdupq_n_s16(128));
 }
 
-struct Chroma16 {
-    uint8x16_t cb, cr;
-};
-
-inline Chroma16 chromaOf(uint8x16_t r8, uint8x16_t g8, uint8x16_t b8)
+inline int16x8_t cbSum(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
-    Wide r = widenBytes(r8), g = widenBytes(g8), b = widenBytes(b8);
-    return {clampBytes(chromaSum(b.lo, g.lo, r.lo, 85, 43), chromaSum(b.hi, g.hi, r.hi, 85, 43)),
-            clampBytes(chromaSum(r.lo, g.lo, b.lo, 107, 21), chromaSum(r.hi, g.hi, b.hi, 107, 21))};
+    return chromaSum(b, g, r, 85, 43);
+}
+
+inline int16x8_t crSum(uint16x8_t r, uint16x8_t g, uint16x8_t b)
+{
+    return chromaSum(r, g, b, 107, 21);
 }
 
 void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, uint8_t* cb, uint8_t* cr, size_t step,
@@ -109,30 +109,28 @@ void rgbToYccV(ilmvRgbFormat format, const uint8_t* src, size_t n, uint8_t* y, u
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
         Fields16 f = load16(src + i * bpp, format);  // f0 blue, f1 green, f2 red
-        vst1q_u8(y + i, luma16(f));
+        const Split r = splitBytes(f.f2), g = splitBytes(f.f1), b = splitBytes(f.f0);
+        vst1q_u8(y + i, luma16(r, g, b));
         if (!cb) continue;
         if (half) {
-            // The chroma of each pair comes from its even pixel alone: 8 samples in 8 lanes.
-            auto even = [](uint8x16_t v) { return widenBytes(vuzpq_u8(v, v).val[0]).lo; };
-            const uint16x8_t r = even(f.f2), g = even(f.f1), b = even(f.f0);
-            const int16x8_t sb = chromaSum(b, g, r, 85, 43), sr = chromaSum(r, g, b, 107, 21);
-            Chroma16 c = {clampBytes(sb, sb), clampBytes(sr, sr)};
+            // The chroma of each pair comes from its even pixel alone.
+            const int16x8_t sb = cbSum(r.even, g.even, b.even), sr = crSum(r.even, g.even, b.even);
             if (step == 2) {
-                uint8x8x2_t pairs = vzip_u8(vget_low_u8(c.cb), vget_low_u8(c.cr));
-                vst1q_u8(cb + i, vcombine_u8(pairs.val[0], pairs.val[1]));
+                vst1q_u8(cb + i, joinClamped(sb, sr));  // pairs Cb, Cr
             } else {
-                vst1_u8(cb + i / 2, vget_low_u8(c.cb));
-                vst1_u8(cr + i / 2, vget_low_u8(c.cr));
+                vst1_u8(cb + i / 2, vmovn_u16(clampToByte(sb)));
+                vst1_u8(cr + i / 2, vmovn_u16(clampToByte(sr)));
             }
             continue;
         }
-        Chroma16 c = chromaOf(f.f2, f.f1, f.f0);
+        const uint8x16_t vb = joinClamped(cbSum(r.even, g.even, b.even), cbSum(r.odd, g.odd, b.odd));
+        const uint8x16_t vr = joinClamped(crSum(r.even, g.even, b.even), crSum(r.odd, g.odd, b.odd));
         if (step == 2) {
-            uint8x16x2_t pairs = {{c.cb, c.cr}};
+            uint8x16x2_t pairs = {{vb, vr}};
             store2(cb + 2 * i, pairs);
         } else {
-            vst1q_u8(cb + i, c.cb);
-            vst1q_u8(cr + i, c.cr);
+            vst1q_u8(cb + i, vb);
+            vst1q_u8(cr + i, vr);
         }
     }
     if (i < n) {
@@ -155,17 +153,10 @@ inline Offsets chromaOffsets(uint16x8_t cb16, uint16x8_t cr16)
 {
     const int16x8_t half = vdupq_n_s16(128);  // the rounding constant starts each sum
     const int16x8_t u = vsubq_s16(asSigned(cb16), half), v = vsubq_s16(asSigned(cr16), half);
-    return {vaddq_s16(v, vshrq_n_s16(vmlaq_n_s16(half, v, 103), 8)),
-            vsubq_s16(vshrq_n_s16(vmlaq_n_s16(vmlaq_n_s16(half, u, -88), v, 73), 8), v),
-            vaddq_s16(u, vshrq_n_s16(vmlaq_n_s16(half, u, 198), 8))};
-}
-
-// Offsets of 8 chroma samples, each serving two pixels: pixels 0-7 and 8-15.
-inline void spread(const Offsets& o, Offsets& lo, Offsets& hi)
-{
-    int16x8x2_t r = vzipq_s16(o.r, o.r), g = vzipq_s16(o.g, o.g), b = vzipq_s16(o.b, o.b);
-    lo = {r.val[0], g.val[0], b.val[0]};
-    hi = {r.val[1], g.val[1], b.val[1]};
+    auto k = [](int16_t c) { return opaque(vdupq_n_s16(c)); };
+    return {vaddq_s16(v, vshrq_n_s16(vmlaq_s16(half, v, k(103)), 8)),
+            vsubq_s16(vshrq_n_s16(vmlaq_s16(vmlaq_s16(half, u, k(-88)), v, k(73)), 8), v),
+            vaddq_s16(u, vshrq_n_s16(vmlaq_s16(half, u, k(198)), 8))};
 }
 
 void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const uint8_t* cr, size_t step, bool half,
@@ -174,20 +165,19 @@ void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const 
     const size_t bpp = kBytesPerPixel[format];
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        Offsets lo, hi;
+        // Even pixels, odd pixels: with subsampled chroma both sets use the same 8 samples.
+        Offsets even, odd;
         if (half) {
-            uint8x16_t vb, vr;  // 8 samples in the low lanes
+            uint16x8_t b16, r16;
             if (step == 2) {
-                uint8x16_t bytes = vld1q_u8(cb + i);
-                uint8x16x2_t pairs = vuzpq_u8(bytes, bytes);
-                vb = pairs.val[0];
-                vr = pairs.val[1];
+                Split pairs = splitBytes(vld1q_u8(cb + i));
+                b16 = pairs.even;
+                r16 = pairs.odd;
             } else {
-                uint8x8_t b8 = vld1_u8(cb + i / 2), r8 = vld1_u8(cr + i / 2);
-                vb = vcombine_u8(b8, b8);
-                vr = vcombine_u8(r8, r8);
+                b16 = widenBytes(vcombine_u8(vld1_u8(cb + i / 2), vdup_n_u8(0))).lo;
+                r16 = widenBytes(vcombine_u8(vld1_u8(cr + i / 2), vdup_n_u8(0))).lo;
             }
-            spread(chromaOffsets(widenBytes(vb).lo, widenBytes(vr).lo), lo, hi);
+            even = odd = chromaOffsets(b16, r16);
         } else {
             uint8x16_t vb, vr;
             if (step == 2) {
@@ -198,15 +188,15 @@ void yccToRgbV(ilmvRgbFormat format, const uint8_t* y, const uint8_t* cb, const 
                 vb = vld1q_u8(cb + i);
                 vr = vld1q_u8(cr + i);
             }
-            Wide wb = widenBytes(vb), wr = widenBytes(vr);
-            lo = chromaOffsets(wb.lo, wr.lo);
-            hi = chromaOffsets(wb.hi, wr.hi);
+            Split sb = splitBytes(vb), sr = splitBytes(vr);
+            even = chromaOffsets(sb.even, sr.even);
+            odd = chromaOffsets(sb.odd, sr.odd);
         }
-        Wide wy = widenBytes(vld1q_u8(y + i));
-        const int16x8_t ylo = asSigned(wy.lo), yhi = asSigned(wy.hi);
-        store16(dst + i * bpp, format, clampBytes(vaddq_s16(ylo, lo.r), vaddq_s16(yhi, hi.r)),
-                clampBytes(vaddq_s16(ylo, lo.g), vaddq_s16(yhi, hi.g)),
-                clampBytes(vaddq_s16(ylo, lo.b), vaddq_s16(yhi, hi.b)), vdupq_n_u8(255));
+        Split sy = splitBytes(vld1q_u8(y + i));
+        const int16x8_t ye = asSigned(sy.even), yo = asSigned(sy.odd);
+        store16(dst + i * bpp, format, joinClamped(vaddq_s16(ye, even.r), vaddq_s16(yo, odd.r)),
+                joinClamped(vaddq_s16(ye, even.g), vaddq_s16(yo, odd.g)),
+                joinClamped(vaddq_s16(ye, even.b), vaddq_s16(yo, odd.b)), vdupq_n_u8(255));
     }
     if (i < n) {
         const size_t k = (half ? i / 2 : i) * step;
@@ -334,8 +324,10 @@ void extractV(const uint8_t* src, size_t stride, size_t n, uint8_t* dst)
 // lo = 139R + 69G + 47B both fit 16 bits, and the result is (hi + (lo >> 8) + 128) >> 8.
 inline uint16x8_t grey16(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
-    uint16x8_t hi = vmlaq_n_u16(vmlaq_n_u16(vmulq_n_u16(r, 76), g, 150), b, 29);
-    uint16x8_t lo = vmlaq_n_u16(vmlaq_n_u16(vmulq_n_u16(r, 139), g, 69), b, 47);
+    const uint16x8_t hr = opaque(vdupq_n_u16(76)), hg = opaque(vdupq_n_u16(150)), hb = opaque(vdupq_n_u16(29));
+    const uint16x8_t lr = opaque(vdupq_n_u16(139)), lg = opaque(vdupq_n_u16(69)), lb = opaque(vdupq_n_u16(47));
+    uint16x8_t hi = vmlaq_u16(vmlaq_u16(vmulq_u16(r, hr), g, hg), b, hb);
+    uint16x8_t lo = vmlaq_u16(vmlaq_u16(vmulq_u16(r, lr), g, lg), b, lb);
     return vaddq_u16(vsraq_n_u16(hi, lo, 8), vdupq_n_u16(128));
 }
 
@@ -344,8 +336,8 @@ void greyV(const uint8_t* src, size_t n, uint8_t* dst)
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
         uint8x16x3_t p = load3(src + 3 * i);
-        Wide r = widenBytes(p.val[0]), g = widenBytes(p.val[1]), b = widenBytes(p.val[2]);
-        vst1q_u8(dst + i, highBytes(grey16(r.lo, g.lo, b.lo), grey16(r.hi, g.hi, b.hi)));
+        Split r = splitBytes(p.val[0]), g = splitBytes(p.val[1]), b = splitBytes(p.val[2]);
+        vst1q_u8(dst + i, joinHighBytes(grey16(r.even, g.even, b.even), grey16(r.odd, g.odd, b.odd)));
     }
     if (i < n) ilmvColorRowsC().grey(src + 3 * i, n - i, dst + i);
 }

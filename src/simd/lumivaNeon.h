@@ -83,6 +83,18 @@ inline int8x8_t halfDiff(uint8x8_t a, uint8x8_t b)
     return vsub_s8(vreinterpret_s8_u8(vshr_n_u8(a, 1)), vreinterpret_s8_u8(vshr_n_u8(b, 1)));
 }
 
+// A constant the compiler must treat as unknown. Through SIMDe on x86 the compiler turns
+// multiplies by small constants into chains of shifts and adds, several instructions where
+// one multiply does; hiding the constant keeps the multiply. NEON multiplies stay as they are.
+template <class V>
+inline V opaque(V v)
+{
+#if !(defined(__ARM_NEON) || defined(__ARM_NEON__)) && (defined(__x86_64__) || defined(__i386__))
+    __asm__("" : "+x"(v));
+#endif
+    return v;
+}
+
 // ---- Widening and narrowing through byte shuffles ---------------------------------------
 // Interleaving with zeros widens bytes to 16-bit lanes, and de-interleaving picks low or
 // high bytes back out: shuffles that every vector unit does in one step.
@@ -115,6 +127,41 @@ inline uint8x16_t clampBytes(int16x8_t lo, int16x8_t hi)
     lo = vminq_s16(vmaxq_s16(lo, zero), top);
     hi = vminq_s16(vmaxq_s16(hi, zero), top);
     return vuzpq_u8(vreinterpretq_u8_s16(lo), vreinterpretq_u8_s16(hi)).val[0];
+}
+
+// Splitting bytes into even and odd lanes takes only masks and shifts, and so does joining
+// them back: pixels 0, 2, ..., 14 and 1, 3, ..., 15 in 16-bit lanes.
+struct Split {
+    uint16x8_t even, odd;
+};
+
+inline Split splitBytes(uint8x16_t v)
+{
+    const uint16x8_t w = vreinterpretq_u16_u8(v);
+    return {vandq_u16(w, vdupq_n_u16(0xFF)), vshrq_n_u16(w, 8)};
+}
+
+// Even and odd lanes whose values fit a byte, joined back into pixel order.
+inline uint8x16_t joinBytes(uint16x8_t even, uint16x8_t odd)
+{
+    return vreinterpretq_u8_u16(vorrq_u16(even, vshlq_n_u16(odd, 8)));
+}
+
+// x >> 8 of even and odd lanes, joined.
+inline uint8x16_t joinHighBytes(uint16x8_t even, uint16x8_t odd)
+{
+    return vreinterpretq_u8_u16(vbslq_u16(vdupq_n_u16(0xFF00), odd, vshrq_n_u16(even, 8)));
+}
+
+inline uint16x8_t clampToByte(int16x8_t v)
+{
+    return vreinterpretq_u16_s16(vminq_s16(vmaxq_s16(v, vdupq_n_s16(0)), vdupq_n_s16(255)));
+}
+
+// Signed even and odd lanes clamped to 0..255, joined.
+inline uint8x16_t joinClamped(int16x8_t even, int16x8_t odd)
+{
+    return joinBytes(clampToByte(even), clampToByte(odd));
 }
 
 // ---- Structure loads and stores --------------------------------------------------------
