@@ -321,14 +321,15 @@ void extractV(const uint8_t* src, size_t stride, size_t n, uint8_t* dst)
 
 // (19595R + 38469G + 7471B + 32768) >> 16 in 16-bit lanes: with each coefficient split
 // into 256*high + low, the sum is 256*hi + lo + 32768 where hi = 76R + 150G + 29B and
-// lo = 139R + 69G + 47B both fit 16 bits, and the result is (hi + (lo >> 8) + 128) >> 8.
+// lo = 139R + 69G + 47B both fit 16 bits, and the result is (hi + (lo >> 8) + 128) >> 8
+// (at most 65406, so the 128 can start hi).
 inline uint16x8_t grey16(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
     const uint16x8_t hr = opaque(vdupq_n_u16(76)), hg = opaque(vdupq_n_u16(150)), hb = opaque(vdupq_n_u16(29));
     const uint16x8_t lr = opaque(vdupq_n_u16(139)), lg = opaque(vdupq_n_u16(69)), lb = opaque(vdupq_n_u16(47));
-    uint16x8_t hi = vmlaq_u16(vmlaq_u16(vmulq_u16(r, hr), g, hg), b, hb);
+    uint16x8_t hi = vmlaq_u16(vmlaq_u16(vmlaq_u16(vdupq_n_u16(128), r, hr), g, hg), b, hb);
     uint16x8_t lo = vmlaq_u16(vmlaq_u16(vmulq_u16(r, lr), g, lg), b, lb);
-    return vaddq_u16(vsraq_n_u16(hi, lo, 8), vdupq_n_u16(128));
+    return vsraq_n_u16(hi, lo, 8);
 }
 
 void greyV(const uint8_t* src, size_t n, uint8_t* dst)
