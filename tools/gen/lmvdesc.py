@@ -168,6 +168,8 @@ class Op:
     # the call, with {rows} standing for the form's row-kernel table, and its header.
     frame: Optional[str] = None
     frame_header: Optional[str] = None
+    # Statements the entry runs after the stride defaults, before choosing (a raised border).
+    prelude: List[str] = field(default_factory=list)
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

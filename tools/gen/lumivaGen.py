@@ -178,7 +178,7 @@ def c_string(text):
 
 def rule_check(o, rule, name, params):
     """The argument assertion: one rule, or the rule of the selected case."""
-    lines = [f"    const uint32_t {alias} = {target};\n    (void){alias};\n" for alias, target in o.aliases.items()]
+    lines = [f"    const auto {alias} = {target};\n    (void){alias};\n" for alias, target in o.aliases.items()]
     failed = "ilmvAssertFailed({}, {})"
     if o.rules:
         first = True
@@ -207,7 +207,7 @@ def entry_body(o, name, params, rule, call_args):
     else:
         call = f"ilmvImpl<{o.name}_fn>({slot}, idx)({call_args})"
     body = [f"LMV_EXPORT {decl}\n{{\n", stride_defaults(holder_op(o, params)),
-            f"    uint32_t idx = lmvImplTable[{slot}];\n"]
+            "".join(f"    {line}\n" for line in o.prelude), f"    uint32_t idx = lmvImplTable[{slot}];\n"]
     if o.ret == STATUS:
         body += [f"    ilmvRuntimeLog({c_string(name)}, idx);\n",
                  f"    if ({status_check(holder_op(o, params))}) return LUMIVA_BAD_PARAMS;\n",
@@ -324,7 +324,7 @@ def gen_frame_forms(ops):
     for o in framed:
         for form in ("C", "V"):
             if o.has_form(form):
-                call = o.frame.replace("{rows}", ROW_TABLES[form])
+                call = o.frame.replace("{rows}", ROW_TABLES[form]).replace("{form}", form)
                 out.append(f"LMV_EXPORT {signature(o, o.name + form)}\n{{\n    {call};\n}}\n\n")
     out.append("}  // extern \"C\"\n")
     return "".join(out)
