@@ -31,10 +31,22 @@ void ilmvFastDetect(ilmvFastScanFn scan, int arc, const uint8_t* src, uint32_t w
                     const uint8_t* bitMask, uint32_t maskWidth, uint32_t maskHeight);
 // With nms non-zero, tempBuf must hold 3*nMax + height words; a null one stops the process,
 // reported as `path`@`line`.
-void ilmvFastScore(ilmvFastScanFn scan, int arc, const uint8_t* src, uint32_t width, uint32_t height, uint32_t stride,
-                   int barrier, uint32_t border, uint32_t* xy, uint32_t* scores, uint32_t nMax, uint32_t* n,
-                   const uint8_t* bitMask, uint32_t maskWidth, uint32_t maskHeight, uint32_t nms, uint32_t* tempBuf,
-                   const char* path, int line);
+// Scores: the largest threshold at which the pixel still passes, by binary search from barrier.
+using ilmvFastScoreFn = int (*)(const uint8_t* p, const int offsets[16], int barrier);
+
+// The score routines of one form: arc 9 and arc 10.
+struct ILMV_FAST_SCORERS {
+    ilmvFastScoreFn arc9, arc10;
+};
+
+void ilmvFastScore(ilmvFastScanFn scan, const ILMV_FAST_SCORERS& scorers, int arc, const uint8_t* src,
+                   uint32_t width, uint32_t height, uint32_t stride, int barrier, uint32_t border, uint32_t* xy,
+                   uint32_t* scores, uint32_t nMax, uint32_t* n, const uint8_t* bitMask, uint32_t maskWidth,
+                   uint32_t maskHeight, uint32_t nms, uint32_t* tempBuf, const char* path, int line);
+
+// The reference scorers (the replaceable pointers below) and the SIMD form's.
+const ILMV_FAST_SCORERS& ilmvFastScorersC();
+const ILMV_FAST_SCORERS& ilmvFastScorersV();
 
 // The circle of 16 byte offsets around a pixel, from directly below it round through the
 // right side, the top and the left.
@@ -51,8 +63,6 @@ inline bool ilmvMasked(const ILMV_FAST_MASK& m, uint32_t x, uint32_t y)
     return (m.bits[my * m.rowBytes + (mx >> 3)] & (0x80u >> (mx & 7))) != 0;
 }
 
-// Scores: the largest threshold at which the pixel still passes, by binary search from barrier.
-using ilmvFastScoreFn = int (*)(const uint8_t* p, const int offsets[16], int barrier);
 extern "C" {
 extern ilmvFastScoreFn fast9_corner_score;
 extern ilmvFastScoreFn fast10_corner_score;
@@ -61,6 +71,9 @@ void score_9(const uint8_t* src, uint32_t width, int barrier, uint32_t n, const 
              uint32_t stride);
 void score_10(const uint8_t* src, uint32_t width, int barrier, uint32_t n, const uint32_t* xy, uint32_t* scores,
               uint32_t stride);
+// The same over any score routine.
+void ilmvScoreList(ilmvFastScoreFn score, const uint8_t* src, uint32_t width, int barrier, uint32_t n,
+                   const uint32_t* xy, uint32_t* scores, uint32_t stride);
 
 void nms_processing(const uint32_t* corners, const uint32_t* scores, int32_t* rowStart, uint32_t n, uint32_t* xyOut,
                     uint32_t* scoresOut, uint32_t* nOut);

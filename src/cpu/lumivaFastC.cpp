@@ -104,17 +104,20 @@ void ilmvFastDetect(ilmvFastScanFn scan, int arc, const uint8_t* src, uint32_t w
     scan(src, width, height, stride, barrier, border, arc, bitMask ? &mask : nullptr, xy, nMax, n);
 }
 
-void ilmvFastScore(ilmvFastScanFn scan, int arc, const uint8_t* src, uint32_t width, uint32_t height, uint32_t stride,
-                   int barrier, uint32_t border, uint32_t* xy, uint32_t* scores, uint32_t nMax, uint32_t* n,
-                   const uint8_t* bitMask, uint32_t maskWidth, uint32_t maskHeight, uint32_t nms, uint32_t* tempBuf,
-                   const char* path, int line)
+void ilmvFastScore(ilmvFastScanFn scan, const ILMV_FAST_SCORERS& scorers, int arc, const uint8_t* src,
+                   uint32_t width, uint32_t height, uint32_t stride, int barrier, uint32_t border, uint32_t* xy,
+                   uint32_t* scores, uint32_t nMax, uint32_t* n, const uint8_t* bitMask, uint32_t maskWidth,
+                   uint32_t maskHeight, uint32_t nms, uint32_t* tempBuf, const char* path, int line)
 {
     if (!stride) stride = width;
-    auto scoreAll = arc == 9 ? score_9 : score_10;
+    const ilmvFastScoreFn score = arc == 9 ? scorers.arc9 : scorers.arc10;
+    auto scoreAll = [&](uint32_t count, const uint32_t* list, uint32_t* out) {
+        ilmvScoreList(score, src, width, barrier, count, list, out, stride);
+    };
     if (!nms) {
         ilmvFastDetect(scan, arc, src, width, height, stride, barrier, border, xy, nMax, n, bitMask, maskWidth,
                        maskHeight);
-        scoreAll(src, width, barrier, *n, xy, scores, stride);
+        scoreAll(*n, xy, scores);
         return;
     }
     if (!tempBuf) ilmvHardStop(path, line, "tempBuf");
@@ -124,7 +127,7 @@ void ilmvFastScore(ilmvFastScanFn scan, int arc, const uint8_t* src, uint32_t wi
     uint32_t raw = 0;
     ilmvFastDetect(scan, arc, src, width, height, stride, barrier, border, rawXy, nMax, &raw, bitMask, maskWidth,
                    maskHeight);
-    scoreAll(src, width, barrier, raw, rawXy, rawScores, stride);
+    scoreAll(raw, rawXy, rawScores);
     nms_processing(rawXy, rawScores, rowStart, raw, xy, scores, n);
 }
 
@@ -145,8 +148,10 @@ int cornerScore(const uint8_t* p, const int offsets[16], int barrier)
     }
 }
 
-void scoreList(ilmvFastScoreFn score, const uint8_t* src, uint32_t width, int barrier, uint32_t n, const uint32_t* xy,
-               uint32_t* scores, uint32_t stride)
+}  // namespace
+
+void ilmvScoreList(ilmvFastScoreFn score, const uint8_t* src, uint32_t width, int barrier, uint32_t n,
+                   const uint32_t* xy, uint32_t* scores, uint32_t stride)
 {
     if (!stride) stride = width;
     int offsets[16];
@@ -155,23 +160,42 @@ void scoreList(ilmvFastScoreFn score, const uint8_t* src, uint32_t width, int ba
         scores[i] = static_cast<uint32_t>(score(src + size_t(xy[2 * i + 1]) * stride + xy[2 * i], offsets, barrier));
 }
 
-}  // namespace
-
 extern "C" {
 ilmvFastScoreFn fast9_corner_score = cornerScore<9>;
 ilmvFastScoreFn fast10_corner_score = cornerScore<10>;
 }
 
+namespace {
+
+// The reference scorers go through the replaceable pointers, read at each call.
+int score9ThroughPointer(const uint8_t* p, const int offsets[16], int barrier)
+{
+    return fast9_corner_score(p, offsets, barrier);
+}
+
+int score10ThroughPointer(const uint8_t* p, const int offsets[16], int barrier)
+{
+    return fast10_corner_score(p, offsets, barrier);
+}
+
+}  // namespace
+
+const ILMV_FAST_SCORERS& ilmvFastScorersC()
+{
+    static const ILMV_FAST_SCORERS scorers = {score9ThroughPointer, score10ThroughPointer};
+    return scorers;
+}
+
 void score_9(const uint8_t* src, uint32_t width, int barrier, uint32_t n, const uint32_t* xy, uint32_t* scores,
              uint32_t stride)
 {
-    scoreList(fast9_corner_score, src, width, barrier, n, xy, scores, stride);
+    ilmvScoreList(fast9_corner_score, src, width, barrier, n, xy, scores, stride);
 }
 
 void score_10(const uint8_t* src, uint32_t width, int barrier, uint32_t n, const uint32_t* xy, uint32_t* scores,
               uint32_t stride)
 {
-    scoreList(fast10_corner_score, src, width, barrier, n, xy, scores, stride);
+    ilmvScoreList(fast10_corner_score, src, width, barrier, n, xy, scores, stride);
 }
 
 void nms_processing(const uint32_t* corners, const uint32_t* scores, int32_t* rowStart, uint32_t n, uint32_t* xyOut,

@@ -41,7 +41,7 @@ def fast(slot, name, arc, score, masked, nms, rule, line=None):
     if score:
         nms_args = "nmsEnabled, tempBuf" if nms else "0, nullptr"
         where = "src/cpu/lumivaFastC" if arc == 9 else "src/cpu/lumivaFast10C"
-        frame = (f"ilmvFastScore(ilmvFastScan{{form}}, {arc}, src, srcWidth, srcHeight, srcStride, barrier, border, "
+        frame = (f"ilmvFastScore(ilmvFastScan{{form}}, ilmvFastScorers{{form}}(), {arc}, src, srcWidth, srcHeight, srcStride, barrier, border, "
                  f"xy, scores, nCornersMax, nCorners, {mask_args}, {nms_args}, \"{where}\", {line or 0})")
     else:
         frame = (f"ilmvFastDetect(ilmvFastScan{{form}}, {arc}, src, srcWidth, srcHeight, srcStride, barrier, border, "
