@@ -107,15 +107,16 @@ TEST(FastForms, ScoresAndSuppressionAgree)
         ScoreNms c, v;
     } forms[] = {{lmvCornerFast9Scoreu8_v2C, lmvCornerFast9Scoreu8_v2V}, {lmvCornerFast10Scoreu8C, lmvCornerFast10Scoreu8V}};
     for (const auto& f : forms)
-        for (uint32_t nms : {0u, 1u}) {
-            Words xa(2 * w * h), xb(2 * w * h), sa(w * h), sb(w * h), ta(3 * w * h + h), tb(3 * w * h + h);
-            uint32_t na = 0, nb = 0;
-            f.c(img.data(), w, h, 0, 20, 3, xa.data(), sa.data(), w * h, &na, nms, ta.data());
-            f.v(img.data(), w, h, 0, 20, 3, xb.data(), sb.data(), w * h, &nb, nms, tb.data());
-            ASSERT_EQ(na, nb);
-            ASSERT_EQ(xa, xb);
-            ASSERT_EQ(sa, sb);
-        }
+        for (int barrier : {-5, 0, 20, 200, 300})
+            for (uint32_t nms : {0u, 1u}) {
+                Words xa(2 * w * h), xb(2 * w * h), sa(w * h), sb(w * h), ta(3 * w * h + h), tb(3 * w * h + h);
+                uint32_t na = 0, nb = 0;
+                f.c(img.data(), w, h, 0, barrier, 3, xa.data(), sa.data(), w * h, &na, nms, ta.data());
+                f.v(img.data(), w, h, 0, barrier, 3, xb.data(), sb.data(), w * h, &nb, nms, tb.data());
+                ASSERT_EQ(na, nb) << "barrier " << barrier;
+                ASSERT_EQ(xa, xb) << "barrier " << barrier;
+                ASSERT_EQ(sa, sb) << "barrier " << barrier;
+            }
 }
 
 // Corners suppressed by the brute-force rule: any 8-neighbour in the list with a score >= own.

@@ -56,6 +56,13 @@ void make_offsets(int offsets[16], int stride);
 // darker than c - b (strict, in signed arithmetic).
 bool ilmvSegmentTest(const uint8_t* p, const int offsets[16], int barrier, int arc);
 
+// Whether any pixel lies inside the border: nothing is scanned when height - border <= border
+// (and, for a direct call that skipped the entry's rule, when the width leaves no column).
+inline bool ilmvFastScanArea(uint32_t width, uint32_t height, uint32_t border)
+{
+    return int64_t(height) - border > int64_t(border) && int64_t(width) - border > int64_t(border);
+}
+
 // Whether mask pixel (x, y) of the image excludes it.
 inline bool ilmvMasked(const ILMV_FAST_MASK& m, uint32_t x, uint32_t y)
 {

@@ -53,7 +53,7 @@ void ilmvFastScanC(const uint8_t* src, uint32_t width, uint32_t height, uint32_t
 {
     int offsets[16];
     make_offsets(offsets, static_cast<int>(stride));
-    if (height - border <= border) return;
+    if (!ilmvFastScanArea(width, height, border)) return;
     for (uint32_t y = border; y < height - border; ++y)
         for (uint32_t x = border; x < width - border; ++x) {
             if (mask && ilmvMasked(*mask, x, y)) continue;

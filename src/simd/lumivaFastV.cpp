@@ -119,7 +119,7 @@ void ilmvFastScanV(const uint8_t* src, uint32_t width, uint32_t height, uint32_t
     }
     int offsets[16];
     make_offsets(offsets, static_cast<int>(stride));
-    if (height - border <= border) return;
+    if (!ilmvFastScanArea(width, height, border)) return;
     const uint8x16_t b = vdupq_n_u8(static_cast<uint8_t>(barrier));
     // Appends a corner the vector test found; true when the list is full.
     auto append = [&](uint32_t x, uint32_t y) {
