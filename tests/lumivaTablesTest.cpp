@@ -22,7 +22,7 @@ TEST_F(TablesFilled, ColumnsOneToThreeHoldSimdColumnsFourToSixStayEmpty)
         EXPECT_EQ(reinterpret_cast<LMV_FUNC_PTR>(&lmvAbsDiffu8V), formOf(LMV_API_lmvAbsDiffu8, column));
     for (uint32_t column : {4u, 5u, 6u}) EXPECT_EQ(nullptr, formOf(LMV_API_lmvAbsDiffu8, column));
     EXPECT_EQ(LMV_PRESENT_C | LMV_PRESENT_V, lmvIsPresentImpl[LMV_API_lmvAbsDiffu8]);
-    EXPECT_EQ(LMV_PRESENT_C, lmvIsPresentImpl[LMV_API_lmvFilterGaussian3x3u8]);
+    EXPECT_EQ(LMV_PRESENT_C, lmvIsPresentImpl[LMV_API_lmvFilterMedian3x3u8]);
     EXPECT_EQ(nullptr, formOf(LMV_API_RESERVED_362, 0));
 }
 
@@ -49,7 +49,7 @@ struct ModeRow {
     uint32_t mode;
     int result;
     uint32_t absDiffIndex;  // what slot 5 ends on
-    uint32_t gaussianIndex; // a GPU slot without forms here
+    uint32_t medianIndex;   // a GPU slot without forms here
 };
 
 TEST_F(TablesFilled, EachModeChoosesAsItsRowSays)
@@ -63,7 +63,7 @@ TEST_F(TablesFilled, EachModeChoosesAsItsRowSays)
     for (const ModeRow& row : rows) {
         EXPECT_EQ(row.result, lmvSetOperationMode(static_cast<int32_t>(row.mode))) << std::hex << row.mode;
         EXPECT_EQ(row.absDiffIndex, lmvImplTable[LMV_API_lmvAbsDiffu8]) << std::hex << row.mode;
-        EXPECT_EQ(row.gaussianIndex, lmvImplTable[LMV_API_lmvFilterGaussian3x3u8]) << std::hex << row.mode;
+        EXPECT_EQ(row.medianIndex, lmvImplTable[LMV_API_lmvFilterMedian3x3u8]) << std::hex << row.mode;
         EXPECT_EQ(static_cast<int32_t>(row.mode), mode_globalVar);
     }
     EXPECT_EQ(0u, HW_constraint_checks_enable);  // cleared by the all-DSP mode

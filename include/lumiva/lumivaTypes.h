@@ -30,4 +30,19 @@ enum {
     LUMIVA_OVERFLOW_SATURATE = 1  /**< clamped to the destination range */
 };
 
+/** One level of a first-generation pyramid: rows packed, no stride. */
+typedef struct {
+    void* ptr;
+    uint32_t width;
+    uint32_t height;
+} lmvPyramidLevel;
+
+/** One level of a second-generation pyramid. */
+typedef struct {
+    void* ptr;
+    uint32_t width;
+    uint32_t height;
+    uint32_t stride; /**< bytes between row starts */
+} lmvPyramidLevel_v2;
+
 #endif

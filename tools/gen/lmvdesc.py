@@ -157,6 +157,9 @@ class Op:
     family: str = ""
     entry: bool = True             # the slot's own entry function exists under its name
     entries: List[Entry] = field(default_factory=list)
+    # Entry functions written by hand (their own pre-checks and choice rules): declared in the
+    # family header from here, defined in src/core.
+    manual_entries: List[Entry] = field(default_factory=list)
     internal: bool = False         # an internal slot: forms only, no entry function
     rule_by: Optional[str] = None  # the parameter that picks the rule from `rules`
     rules: dict = field(default_factory=dict)

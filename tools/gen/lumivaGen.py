@@ -116,7 +116,7 @@ def failure_doc(o):
 def public_entries(o):
     """(name, params, rule, doc) of every entry function an operation has."""
     own = [(o.name, o.params, o.rule, o.doc)] if o.entry and not o.internal else []
-    return own + [(e.name, e.params, e.rule, e.doc or o.doc) for e in o.entries]
+    return own + [(e.name, e.params, e.rule, e.doc or o.doc) for e in o.entries + o.manual_entries]
 
 
 def gen_family_header(fam, ops):
