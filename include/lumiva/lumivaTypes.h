@@ -45,4 +45,16 @@ typedef struct {
     uint32_t stride; /**< bytes between row starts */
 } lmvPyramidLevel_v2;
 
+/** One codeword of the background model: a colour box seen at a pixel and its learning bounds. */
+typedef struct lmvBGCodeWord {
+    struct lmvBGCodeWord* next; /**< next codeword of the same pixel */
+    int32_t tLastUpdate;        /**< frame of the last update */
+    int32_t stale;              /**< longest gap without an update */
+    uint8_t boxMin[3], boxMax[3];
+    uint8_t learnMin[3], learnMax[3];
+} lmvBGCodeWord;
+
+/** A codebook background model, created and released by the library. */
+typedef struct lmvBGCodeBookModel lmvBGCodeBookModel;
+
 #endif

@@ -193,6 +193,8 @@ def rule_check(o, rule, name, params):
     fail = failed.format(c_string(name), c_string(rule))
     if o.ret == VOID:
         lines.append(f"    if (!({rule}))\n    {{\n        {fail};\n        return;\n    }}\n")
+    elif o.ret.endswith("*"):
+        lines.append(f"    if (!({rule}))\n    {{\n        {fail};\n        return nullptr;\n    }}\n")
     else:
         lines.append(f"    if (!({rule}))\n        return ({o.ret}){fail};\n")
     return "".join(lines)
