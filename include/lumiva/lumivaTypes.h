@@ -57,4 +57,7 @@ typedef struct lmvBGCodeWord {
 /** A codebook background model, created and released by the library. */
 typedef struct lmvBGCodeBookModel lmvBGCodeBookModel;
 
+/** A KD-tree over 36-byte descriptors, created and destroyed by the library. */
+typedef struct lmvKDTree36s8f32 lmvKDTree36s8f32;
+
 #endif
