@@ -1,0 +1,63 @@
+"""Pyramidal Lucas-Kanade tracking of sparse features."""
+
+from lmvdesc import *
+
+family("Track")
+
+LK_H = "cpu/lumivaLK.h"
+RULE = ("src1 && src2 && src1Pyr && src2Pyr && featureXY && featureXY_out && featureStatus && (windowWidth & 0x1) && "
+        "(windowHeight & 0x1)")
+
+
+def common(pyr_type):
+    return [Points("src1", "uint8_t", "height", "in", "first frame"), Points("src2", "uint8_t", "height", "in", "second frame"),
+            Scalar("width", "uint32_t", []), Scalar("height", "uint32_t", [])]
+
+
+def features(estimate=False):
+    out = [Points("featureXY", "float32_t", "featureLen", "in", "feature positions in the first frame, x then y")]
+    if estimate:
+        out.append(Points("featureXY_estimate", "float32_t", "featureLen", "in", "initial guesses in the second"))
+    out += [Points("featureXY_out", "float32_t", "featureLen", doc="tracked positions in the second frame"),
+            Points("featureStatus", "int32_t", "featureLen", doc="1 tracked, -2 textureless, -4 left the image"),
+            Scalar("featureLen", "int32_t", []), Scalar("windowWidth", "int32_t", [], "odd, at least 5"),
+            Scalar("windowHeight", "int32_t", [], "odd, at least 5")]
+    return out
+
+
+PYR1 = Points("src1Pyr", "lmvPyramidLevel", "nPyramidLevels", "in", "pyramid of the first frame")
+PYR2 = Points("src2Pyr", "lmvPyramidLevel", "nPyramidLevels", "in", "pyramid of the second frame")
+PYR1v2 = Points("src1Pyr", "lmvPyramidLevel_v2", "nPyramidLevels", "in", "pyramid of the first frame")
+PYR2v2 = Points("src2Pyr", "lmvPyramidLevel_v2", "nPyramidLevels", "in", "pyramid of the second frame")
+DOC = ("Tracks each feature from the first frame into the second, coarse to fine over the pyramids, by iterative "
+       "least-squares alignment of its window.")
+
+for slot, name in ((378, "lmvTrackLKOpticalFlowu8"), (377, "lmvTrackLKOpticalFlowf32")):
+    op(slot, name,
+       [*common(None), PYR1, PYR2,
+        Points("dx1Pyr", "lmvPyramidLevel", "nPyramidLevels", "in", "gradient pyramid, accepted and not used"),
+        Points("dy1Pyr", "lmvPyramidLevel", "nPyramidLevels", "in", "gradient pyramid, accepted and not used"),
+        *features(), Scalar("maxIterations", "int32_t", []), Scalar("nPyramidLevels", "int32_t", []),
+        Scalar("maxResidue", "float32_t", [], "not used"), Scalar("minDisplacement", "float32_t", [], "not used"),
+        Scalar("minEigenvalue", "float32_t", [], "not used"), Scalar("lightingNormalized", "int32_t", [], "not used")],
+       rule=RULE, cases=False, forms="C", doc=DOC, frame_header=LK_H,
+       frame="(void)dx1Pyr; (void)dy1Pyr; (void)maxResidue; (void)minDisplacement; (void)minEigenvalue; "
+             "(void)lightingNormalized; ilmvTrackLK(src1, src2, width, height, 0, src1Pyr, src2Pyr, featureXY, "
+             "featureXY_out, featureStatus, featureLen, windowWidth, windowHeight, maxIterations, nPyramidLevels)")
+op(379, "lmvTrackLKOpticalFlowu8_v2",
+   [*common(None), Scalar("stride", "uint32_t", []), PYR1v2, PYR2v2, *features(),
+    Scalar("maxIterations", "int32_t", []), Scalar("nPyramidLevels", "int32_t", [])],
+   rule=RULE, cases=False, forms="C", doc=DOC, frame_header=LK_H,
+   frame="ilmvTrackLK_v2(src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, nullptr, featureXY_out, "
+         "featureStatus, featureLen, windowWidth, windowHeight, nPyramidLevels, 0, maxIterations, 0.0f, 0, false)")
+op(503, "lmvTrackLKOpticalFlowu8_v3",
+   [*common(None), Scalar("stride", "uint32_t", []), PYR1v2, PYR2v2, *features(True),
+    Scalar("nPyramidLevels", "int32_t", []),
+    Scalar("termCriteria", "int32_t", [], "0 iterations only, 1 epsilon only, otherwise both"),
+    Scalar("maxIterations", "int32_t", []), Scalar("maxEpsilon", "float32_t", [], "bound on a step's squared length"),
+    Scalar("useInitialEstimate", "int32_t", [], "start from featureXY_estimate")],
+   rule="1", cases=False, forms="C", doc=DOC + " Preconditions that fail leave the outputs as they were.",
+   frame_header=LK_H,
+   frame="ilmvTrackLK_v2(src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, featureXY_estimate, "
+         "featureXY_out, featureStatus, featureLen, windowWidth, windowHeight, nPyramidLevels, termCriteria, "
+         "maxIterations, maxEpsilon, useInitialEstimate, true)")

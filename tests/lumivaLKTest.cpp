@@ -1,0 +1,132 @@
+// Lucas-Kanade on synthetic frames with a known sub-pixel motion: tracking error, clipped
+// windows at the border, the textureless case, and the preconditions that leave outputs alone.
+#include "cpu/lumivaLK.h"
+#include "lumivaKernels.h"
+#include "lumivaTestSupport.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// A smooth texture sampled at (x - dx, y - dy): the second frame of a translation.
+Bytes scene(uint32_t w, uint32_t h, double dx, double dy)
+{
+    Bytes img(w * h);
+    for (uint32_t y = 0; y < h; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+            const double u = x - dx, v = y - dy;
+            const double value = 128 + 50 * std::sin(u * 0.21) * std::cos(v * 0.17) + 30 * std::sin((u + v) * 0.11) +
+                                 20 * std::cos(u * 0.05 - v * 0.31);
+            img[y * w + x] = static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
+        }
+    return img;
+}
+
+struct Pyramids {
+    std::vector<lmvPyramidLevel_v2> a, b;
+    Pyramids(const Bytes& f1, const Bytes& f2, uint32_t w, uint32_t h, uint32_t levels) : a(levels), b(levels)
+    {
+        lmvPyramidAllocate_v2(a.data(), w, h, w, 1, levels, 0);
+        lmvPyramidAllocate_v2(b.data(), w, h, w, 1, levels, 0);
+        lmvPyramidCreateu8_v2(f1.data(), w, h, w, levels, a.data());
+        lmvPyramidCreateu8_v2(f2.data(), w, h, w, levels, b.data());
+    }
+    ~Pyramids()
+    {
+        lmvPyramidDelete_v2(a.data(), uint32_t(a.size()), 1);
+        lmvPyramidDelete_v2(b.data(), uint32_t(b.size()), 1);
+    }
+};
+
+class LucasKanade : public TablesTest {};
+
+TEST_F(LucasKanade, RecoversASubPixelTranslation)
+{
+    const uint32_t w = 160, h = 128;
+    const double dx = 3.4, dy = -2.7;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, dx, dy);
+    Pyramids p(f1, f2, w, h, 3);
+    std::vector<float32_t> xy, out;
+    for (float32_t y = 24; y < h - 24; y += 16)
+        for (float32_t x = 24; x < w - 24; x += 16) xy.insert(xy.end(), {x, y});
+    const int32_t n = int32_t(xy.size() / 2);
+    out.resize(xy.size());
+    std::vector<int32_t> status(n, 0);
+    lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, out.data(),
+                               status.data(), n, 9, 9, 3, 2, 20, 0.0001f, 0);
+    double error = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        ASSERT_EQ(1, status[i]) << i;
+        error += std::hypot(out[2 * i] - xy[2 * i] - dx, out[2 * i + 1] - xy[2 * i + 1] - dy);
+    }
+    error /= n;
+    std::printf("mean tracking error %.4f px over %d features\n", error, n);
+    EXPECT_LT(error, 0.05);
+}
+
+TEST_F(LucasKanade, BorderTexturelessAndPreconditions)
+{
+    const uint32_t w = 96, h = 80;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, 1.0, 0.5);
+    for (uint32_t y = 0; y < 20; ++y)
+        for (uint32_t x = 60; x < 90; ++x) f1[y * w + x] = f2[y * w + x] = 100;  // a flat area
+    Pyramids p(f1, f2, w, h, 2);
+    std::vector<float32_t> xy = {2.0f, 40.0f, 75.0f, 8.0f, 500.0f, 500.0f, 48.0f, 40.0f}, out(8);
+    std::vector<int32_t> status(4, 9);
+    lmvTrackLKOpticalFlowu8_v2(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), out.data(),
+                               status.data(), 4, 7, 7, 20, 2);
+    EXPECT_EQ(1, status[0]);  // clipped at the left edge, still tracked
+    EXPECT_NEAR(out[0], 3.0f, 0.3f);
+    EXPECT_EQ(-2, status[1]);  // textureless
+    EXPECT_EQ(-4, status[2]);  // outside
+    EXPECT_EQ(1, status[3]);
+    EXPECT_NEAR(out[6], 49.0f, 0.1f);
+    EXPECT_NEAR(out[7], 40.5f, 0.1f);
+
+    std::fill(status.begin(), status.end(), 9);
+    std::fill(out.begin(), out.end(), -1.0f);
+    lmvTrackLKOpticalFlowu8_v2(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), out.data(),
+                               status.data(), 4, 3, 3, 20, 2);
+    EXPECT_EQ(9, status[0]);  // a 3x3 window: the engine refuses and writes no status
+    EXPECT_EQ(xy[6], out[6]);  // the starting positions were copied
+    lmvTrackLKOpticalFlowu8_v2(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), out.data(),
+                               status.data(), 4, 7, 7, 20, 0);
+    EXPECT_EQ(1, status[0]);  // no levels: tracked where it started
+    EXPECT_EQ(xy[0], out[0]);
+
+    LogCapture log;
+    lmvTrackLKOpticalFlowu8_v2(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), out.data(),
+                               status.data(), 4, 8, 7, 20, 2);
+    EXPECT_EQ("Assertion failed @lmvTrackLKOpticalFlowu8_v2: src1 && src2 && src1Pyr && src2Pyr && featureXY && "
+              "featureXY_out && featureStatus && (windowWidth & 0x1) && (windowHeight & 0x1)\n",
+              log.lines().at(0).text);
+}
+
+TEST_F(LucasKanade, OldestFormCopiesTheLevelRecords)
+{
+    const uint32_t w = 96, h = 64;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, -1.5, 1.25);
+    Pyramids p(f1, f2, w, h, 2);
+    std::vector<lmvPyramidLevel> a(2), b(2);
+    for (int L = 0; L < 2; ++L) {
+        a[L] = {p.a[L].ptr, p.a[L].width, p.a[L].height};
+        b[L] = {p.b[L].ptr, p.b[L].width, p.b[L].height};
+    }
+    std::vector<float32_t> xy = {48.0f, 32.0f}, out(2), out2(2);
+    std::vector<int32_t> status(1), status2(1);
+    lmvTrackLKOpticalFlowu8(f1.data(), f2.data(), w, h, a.data(), b.data(), nullptr, nullptr, xy.data(), out.data(),
+                            status.data(), 1, 9, 9, 20, 2, 0, 0, 0, 0);
+    lmvTrackLKOpticalFlowu8_v2(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), out2.data(),
+                               status2.data(), 1, 9, 9, 20, 2);
+    EXPECT_EQ(1, status[0]);
+    EXPECT_EQ(out, out2);
+    EXPECT_NEAR(out[0], 46.5f, 0.05f);
+    EXPECT_NEAR(out[1], 33.25f, 0.05f);
+}
+
+}  // namespace
