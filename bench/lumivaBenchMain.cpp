@@ -3,6 +3,7 @@
 //
 //   lumiva_bench [--size=WxH] [Google Benchmark flags]
 #include "lumivaBench.h"
+#include "lumiva/lumiva.h"
 
 #ifdef LUMIVA_WITH_OPENCV
 #include <opencv2/core.hpp>
@@ -50,9 +51,16 @@ public:
         for (const auto& [op, forms] : times_) {
             auto at = [&](const char* f) { auto it = forms.find(f); return it == forms.end() ? -1.0 : it->second; };
             double ref = at("reference"), simd = at("simd"), cv = at("opencv");
-            std::printf("%-28s %12.3f %12.3f ", op.c_str(), ref, simd);
-            cv > 0 ? std::printf("%12.3f %14.2f", cv, simd / cv) : std::printf("%12s %14s", "-", "-");
-            std::printf(" %14.2f\n", simd > 0 ? ref / simd : 0.0);
+            auto cell = [](double v, int width) {
+                v > 0 ? std::printf(" %*.3f", width, v) : std::printf(" %*s", width, "-");
+            };
+            std::printf("%-28s", op.c_str());
+            cell(ref, 12);
+            cell(simd, 12);
+            cell(cv, 12);
+            cell(simd > 0 && cv > 0 ? simd / cv : -1, 14);
+            cell(simd > 0 && ref > 0 ? ref / simd : -1, 14);
+            std::printf("\n");
         }
     }
 
@@ -94,6 +102,7 @@ int main(int argc, char** argv)
     int restCount = static_cast<int>(rest.size());
     benchmark::Initialize(&restCount, rest.data());
     std::printf("frame %ux%u\n", frameSize().width, frameSize().height);
+    lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);  // the entries used to prepare inputs dispatch through the tables
     for (Registrar r : registrars()) r();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 namespace {
@@ -127,6 +128,32 @@ TEST_F(LucasKanade, OldestFormCopiesTheLevelRecords)
     EXPECT_EQ(out, out2);
     EXPECT_NEAR(out[0], 46.5f, 0.05f);
     EXPECT_NEAR(out[1], 33.25f, 0.05f);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(LucasKanadeForms, SimdTracksToTheSameBits)
+{
+    const uint32_t w = 200, h = 152;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, -2.2, 1.7);
+    lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);
+    Pyramids p(f1, f2, w, h, 3);
+    std::vector<float32_t> xy;
+    for (float32_t y = 3; y < h; y += 11.5f)
+        for (float32_t x = 2; x < w; x += 9.25f) xy.insert(xy.end(), {x, y});
+    const int32_t n = int32_t(xy.size() / 2);
+    for (int window : {5, 7, 9, 21}) {
+        std::vector<float32_t> a(xy.size()), b(xy.size());
+        std::vector<int32_t> sa(n), sb(n);
+        lmvTrackLKOpticalFlowu8_v3C(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, a.data(),
+                                    sa.data(), n, window, window, 3, 2, 25, 0.0005f, 0);
+        lmvTrackLKOpticalFlowu8_v3V(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, b.data(),
+                                    sb.data(), n, window, window, 3, 2, 25, 0.0005f, 0);
+        EXPECT_EQ(sa, sb) << "window " << window;
+        EXPECT_EQ(0, std::memcmp(a.data(), b.data(), a.size() * sizeof(float32_t))) << "window " << window;
+    }
 }
 
 }  // namespace

@@ -18,10 +18,24 @@ extern "C" {
 extern ilmvIxIyFn calcIxIy_32fC;
 }
 
+// The inner loops of the engine, one set per form. Window sums run in four running sums by
+// column position within the window row (mod 4), added as (s0 + s1) + (s2 + s3) at the end,
+// so a 4-lane vector gives the same bits.
+struct ILMV_LK_KERNELS {
+    ilmvIxIyFn ixIy;
+    // Gxx, Gxy, Gyy over an h x w block of the gradients, rows `stride` floats apart.
+    void (*gradientSums)(const float32_t* gx, const float32_t* gy, int stride, int w, int h, float32_t out[3]);
+    // bx, by: sums of (p1 - p2) * Ix and (p1 - p2) * Iy.
+    void (*mismatchSums)(const float32_t* p1, int p1Stride, const float32_t* p2, int p2Stride, const float32_t* gx,
+                         const float32_t* gy, int gStride, int w, int h, float32_t out[2]);
+};
+const ILMV_LK_KERNELS& ilmvLKKernelsC();
+const ILMV_LK_KERNELS& ilmvLKKernelsV();
+
 // Bytes of scratch the engine needs.
 size_t ilmvLKScratchSize(int windowWidth, int windowHeight, int nPyramidLevels);
 
-void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
+void lkOpticalFlow_v3(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
                       const lmvPyramidLevel_v2* src1Pyr, const lmvPyramidLevel_v2* src2Pyr, const float32_t* featureXY,
                       float32_t* featureXY_out, int32_t* featureStatus, int32_t featureLen, int32_t windowWidth,
                       int32_t windowHeight, int32_t nPyramidLevels, int32_t termCriteria, int32_t maxIterations,
@@ -29,13 +43,13 @@ void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, 
 
 // The entries' preparation: starting positions, scratch, engine. The v3 form takes its
 // scratch from the scratch pool, the others from the library's aligned allocation.
-void ilmvTrackLK_v2(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
+void ilmvTrackLK_v2(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
                     const lmvPyramidLevel_v2* src1Pyr, const lmvPyramidLevel_v2* src2Pyr, const float32_t* featureXY,
                     const float32_t* estimate, float32_t* featureXY_out, int32_t* featureStatus, int32_t featureLen,
                     int32_t windowWidth, int32_t windowHeight, int32_t nPyramidLevels, int32_t termCriteria,
                     int32_t maxIterations, float32_t maxEpsilon, int32_t useInitialEstimate, bool fromPool);
 // The oldest forms: three-word level records copied into strided ones (stride = width).
-void ilmvTrackLK(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
+void ilmvTrackLK(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
                  const lmvPyramidLevel* src1Pyr, const lmvPyramidLevel* src2Pyr, const float32_t* featureXY,
                  float32_t* featureXY_out, int32_t* featureStatus, int32_t featureLen, int32_t windowWidth,
                  int32_t windowHeight, int32_t maxIterations, int32_t nPyramidLevels);

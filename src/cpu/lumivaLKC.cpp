@@ -23,8 +23,21 @@ int getRectSubPix(const uint8_t* image, uint32_t width, uint32_t height, uint32_
         row = std::clamp(row, 0, int(height) - 1);
         return static_cast<float32_t>(image[size_t(row) * stride + size_t(col)]);
     };
+    const bool inside = ix >= 0 && iy >= 0 && ix + dstW < int(width) && iy + dstH < int(height);
     for (int r = 0; r < dstH; ++r) {
         const int row = iy + r;
+        if (inside) {
+            // The same arithmetic without the edge clamps.
+            const uint8_t* p0 = image + size_t(row) * stride + ix;
+            const uint8_t* p1 = p0 + stride;
+            float32_t carry = (1 - a) * ((1 - b) * float32_t(p0[0]) + b * float32_t(p1[0]));
+            for (int j = 0; j < dstW; ++j) {
+                const float32_t t = a * (1 - b) * float32_t(p0[j + 1]) + a * b * float32_t(p1[j + 1]);
+                dst[r * dstW + j] = carry + t;
+                carry = t * (1 - a) / a;
+            }
+            continue;
+        }
         // out = (1-a)(1-b) p00 + a(1-b) p10 + (1-a) b p01 + a b p11, left to right with a carry.
         float32_t carry = (1 - a) * ((1 - b) * px(ix, row) + b * px(ix, row + 1));
         for (int j = 0; j < dstW; ++j) {
@@ -77,10 +90,60 @@ struct Level {
     float32_t scale;
 };
 
+// Adds term(r, c) into four running sums by column within the row, mod 4.
+template <int N, class Term>
+void windowSums(int w, int h, Term term, float32_t out[N])
+{
+    float32_t acc[N][4] = {};
+    for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c) {
+            float32_t t[N];
+            term(r, c, t);
+            for (int k = 0; k < N; ++k) acc[k][c & 3] += t[k];
+        }
+    for (int k = 0; k < N; ++k) out[k] = (acc[k][0] + acc[k][1]) + (acc[k][2] + acc[k][3]);
+}
+
+void gradientSumsC(const float32_t* gx, const float32_t* gy, int stride, int w, int h, float32_t out[3])
+{
+    windowSums<3>(w, h, [&](int r, int c, float32_t* t) {
+        const float32_t a = gx[r * stride + c], b = gy[r * stride + c];
+        t[0] = a * a;
+        t[1] = a * b;
+        t[2] = b * b;
+    }, out);
+}
+
+void mismatchSumsC(const float32_t* p1, int p1Stride, const float32_t* p2, int p2Stride, const float32_t* gx,
+                   const float32_t* gy, int gStride, int w, int h, float32_t out[2])
+{
+    windowSums<2>(w, h, [&](int r, int c, float32_t* t) {
+        const float32_t diff = p1[r * p1Stride + c] - p2[r * p2Stride + c];
+        t[0] = diff * gx[r * gStride + c];
+        t[1] = diff * gy[r * gStride + c];
+    }, out);
+}
+
 }  // namespace
 
 extern "C" {
 ilmvIxIyFn calcIxIy_32fC = ixIyC;
+}
+
+namespace {
+
+// The reference gradients go through the replaceable pointer, read at each call.
+void ixIyThroughPointer(const float32_t* src, float32_t* ix, float32_t* iy, float32_t* work, int w, int h)
+{
+    calcIxIy_32fC(src, ix, iy, work, w, h);
+}
+
+}  // namespace
+
+const ILMV_LK_KERNELS& ilmvLKKernelsC()
+{
+    static const ILMV_LK_KERNELS kernels = {ixIyThroughPointer, gradientSumsC, mismatchSumsC};
+    return kernels;
 }
 
 size_t ilmvLKScratchSize(int windowWidth, int windowHeight, int nPyramidLevels)
@@ -90,7 +153,7 @@ size_t ilmvLKScratchSize(int windowWidth, int windowHeight, int nPyramidLevels)
     return (3 * pw * ph + (pw + 2) * (ph + 2)) * 4 + (2 * sizeof(void*) + 4) * size_t(std::max(nPyramidLevels, 0));
 }
 
-void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
+void lkOpticalFlow_v3(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
                       const lmvPyramidLevel_v2* src1Pyr, const lmvPyramidLevel_v2* src2Pyr, const float32_t* featureXY,
                       float32_t* featureXY_out, int32_t* featureStatus, int32_t featureLen, int32_t windowWidth,
                       int32_t windowHeight, int32_t nPyramidLevels, int32_t termCriteria, int32_t maxIterations,
@@ -149,7 +212,7 @@ void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, 
             getRectSubPix(lv.image1, lv.width, lv.height, lv.stride1, patch1, vw + 2, vh + 2,
                           p1x + 0.5f * float32_t(w1.c0 + w1.c1 - 2 * hw - 2),
                           p1y + 0.5f * float32_t(w1.r0 + w1.r1 - 2 * hh - 2));
-            calcIxIy_32fC(patch1, gx, gy, patch2, vw + 2, vh + 2);
+            kernels.ixIy(patch1, gx, gy, patch2, vw + 2, vh + 2);
 
             Span previous{-1, -1, -1, -1};
             float32_t gxx = 0, gxy = 0, gyy = 0, invDet = 0, prevDx = 0, prevDy = 0;
@@ -165,16 +228,13 @@ void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, 
                 getRectSubPix(lv.image2, lv.width, lv.height, lv.stride2, patch2, qw, qh,
                               x + 0.5f * float32_t(w2.c0 + w2.c1 - 2 * hw - 2),
                               y + 0.5f * float32_t(w2.r0 + w2.r1 - 2 * hh - 2));
-                auto gradIndex = [&](int r, int c) { return (r - w1.r0) * vw + (c - w1.c0); };
+                const int g0 = (w2.r0 - w1.r0) * vw + (w2.c0 - w1.c0);  // gradients of the window's first pixel
                 if (w2 != previous) {
-                    gxx = gxy = gyy = 0;
-                    for (int r = w2.r0; r < w2.r1; ++r)
-                        for (int c = w2.c0; c < w2.c1; ++c) {
-                            const float32_t a = gx[gradIndex(r, c)], b = gy[gradIndex(r, c)];
-                            gxx += a * a;
-                            gxy += a * b;
-                            gyy += b * b;
-                        }
+                    float32_t g[3];
+                    kernels.gradientSums(gx + g0, gy + g0, vw, qw, qh, g);
+                    gxx = g[0];
+                    gxy = g[1];
+                    gyy = g[2];
                     const float32_t det = gxx * gyy - gxy * gxy;
                     if (double(det) < 1e-7) {
                         status = -2;
@@ -183,14 +243,10 @@ void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, 
                     invDet = 1.0f / det;
                     previous = w2;
                 }
-                float32_t bx = 0, by = 0;
-                for (int r = w2.r0; r < w2.r1; ++r)
-                    for (int c = w2.c0; c < w2.c1; ++c) {
-                        const float32_t diff = patch1[(r - w1.r0 + 1) * (vw + 2) + (c - w1.c0 + 1)] -
-                                               patch2[(r - w2.r0) * qw + (c - w2.c0)];
-                        bx += diff * gx[gradIndex(r, c)];
-                        by += diff * gy[gradIndex(r, c)];
-                    }
+                float32_t b[2];
+                kernels.mismatchSums(patch1 + (w2.r0 - w1.r0 + 1) * (vw + 2) + (w2.c0 - w1.c0 + 1), vw + 2, patch2, qw,
+                                     gx + g0, gy + g0, vw, qw, qh, b);
+                const float32_t bx = b[0], by = b[1];
                 const float32_t dx = (gyy * bx - gxy * by) * invDet, dy = (gxx * by - gxy * bx) * invDet;
                 x += dx;
                 y += dy;
@@ -210,7 +266,7 @@ void lkOpticalFlow_v3(const uint8_t* src1, const uint8_t* src2, uint32_t width, 
     }
 }
 
-void ilmvTrackLK_v2(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
+void ilmvTrackLK_v2(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
                     const lmvPyramidLevel_v2* src1Pyr, const lmvPyramidLevel_v2* src2Pyr, const float32_t* featureXY,
                     const float32_t* estimate, float32_t* featureXY_out, int32_t* featureStatus, int32_t featureLen,
                     int32_t windowWidth, int32_t windowHeight, int32_t nPyramidLevels, int32_t termCriteria,
@@ -221,7 +277,7 @@ void ilmvTrackLK_v2(const uint8_t* src1, const uint8_t* src2, uint32_t width, ui
         std::memmove(featureXY_out, start, sizeof(float32_t) * 2 * size_t(featureLen));
     const size_t size = ilmvLKScratchSize(windowWidth, windowHeight, nPyramidLevels);
     void* scratch = fromPool ? local_lmvGetScratchBufferAligned(size, 16) : lmvMemAlign(size, 16);
-    lkOpticalFlow_v3(src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, featureXY_out, featureStatus,
+    lkOpticalFlow_v3(kernels, src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, featureXY_out, featureStatus,
                      featureLen, windowWidth, windowHeight, nPyramidLevels, termCriteria, maxIterations, maxEpsilon,
                      scratch, scratch ? size : 0);
     if (fromPool)
@@ -230,7 +286,7 @@ void ilmvTrackLK_v2(const uint8_t* src1, const uint8_t* src2, uint32_t width, ui
         lmvMemAlignFree(scratch);
 }
 
-void ilmvTrackLK(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
+void ilmvTrackLK(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
                  const lmvPyramidLevel* src1Pyr, const lmvPyramidLevel* src2Pyr, const float32_t* featureXY,
                  float32_t* featureXY_out, int32_t* featureStatus, int32_t featureLen, int32_t windowWidth,
                  int32_t windowHeight, int32_t maxIterations, int32_t nPyramidLevels)
@@ -240,7 +296,7 @@ void ilmvTrackLK(const uint8_t* src1, const uint8_t* src2, uint32_t width, uint3
         a[L] = {src1Pyr[L].ptr, src1Pyr[L].width, src1Pyr[L].height, src1Pyr[L].width};
         b[L] = {src2Pyr[L].ptr, src2Pyr[L].width, src2Pyr[L].height, src2Pyr[L].width};
     }
-    ilmvTrackLK_v2(src1, src2, width, height, stride ? stride : width, a.empty() ? nullptr : a.data(),
+    ilmvTrackLK_v2(kernels, src1, src2, width, height, stride ? stride : width, a.empty() ? nullptr : a.data(),
                    b.empty() ? nullptr : b.data(), featureXY, nullptr, featureXY_out, featureStatus, featureLen,
                    windowWidth, windowHeight, nPyramidLevels, 0, maxIterations, 0.0f, 0, false);
 }

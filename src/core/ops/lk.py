@@ -40,15 +40,15 @@ for slot, name in ((378, "lmvTrackLKOpticalFlowu8"), (377, "lmvTrackLKOpticalFlo
         *features(), Scalar("maxIterations", "int32_t", []), Scalar("nPyramidLevels", "int32_t", []),
         Scalar("maxResidue", "float32_t", [], "not used"), Scalar("minDisplacement", "float32_t", [], "not used"),
         Scalar("minEigenvalue", "float32_t", [], "not used"), Scalar("lightingNormalized", "int32_t", [], "not used")],
-       rule=RULE, cases=False, forms="C", doc=DOC, frame_header=LK_H,
+       rule=RULE, cases=False, doc=DOC, frame_header=LK_H,
        frame="(void)dx1Pyr; (void)dy1Pyr; (void)maxResidue; (void)minDisplacement; (void)minEigenvalue; "
-             "(void)lightingNormalized; ilmvTrackLK(src1, src2, width, height, 0, src1Pyr, src2Pyr, featureXY, "
+             "(void)lightingNormalized; ilmvTrackLK(ilmvLKKernels{form}(), src1, src2, width, height, 0, src1Pyr, src2Pyr, featureXY, "
              "featureXY_out, featureStatus, featureLen, windowWidth, windowHeight, maxIterations, nPyramidLevels)")
 op(379, "lmvTrackLKOpticalFlowu8_v2",
    [*common(None), Scalar("stride", "uint32_t", []), PYR1v2, PYR2v2, *features(),
     Scalar("maxIterations", "int32_t", []), Scalar("nPyramidLevels", "int32_t", [])],
-   rule=RULE, cases=False, forms="C", doc=DOC, frame_header=LK_H,
-   frame="ilmvTrackLK_v2(src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, nullptr, featureXY_out, "
+   rule=RULE, cases=False, doc=DOC, frame_header=LK_H,
+   frame="ilmvTrackLK_v2(ilmvLKKernels{form}(), src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, nullptr, featureXY_out, "
          "featureStatus, featureLen, windowWidth, windowHeight, nPyramidLevels, 0, maxIterations, 0.0f, 0, false)")
 op(503, "lmvTrackLKOpticalFlowu8_v3",
    [*common(None), Scalar("stride", "uint32_t", []), PYR1v2, PYR2v2, *features(True),
@@ -56,8 +56,8 @@ op(503, "lmvTrackLKOpticalFlowu8_v3",
     Scalar("termCriteria", "int32_t", [], "0 iterations only, 1 epsilon only, otherwise both"),
     Scalar("maxIterations", "int32_t", []), Scalar("maxEpsilon", "float32_t", [], "bound on a step's squared length"),
     Scalar("useInitialEstimate", "int32_t", [], "start from featureXY_estimate")],
-   rule="1", cases=False, forms="C", doc=DOC + " Preconditions that fail leave the outputs as they were.",
+   rule="1", cases=False, doc=DOC + " Preconditions that fail leave the outputs as they were.",
    frame_header=LK_H,
-   frame="ilmvTrackLK_v2(src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, featureXY_estimate, "
+   frame="ilmvTrackLK_v2(ilmvLKKernels{form}(), src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, featureXY_estimate, "
          "featureXY_out, featureStatus, featureLen, windowWidth, windowHeight, nPyramidLevels, termCriteria, "
          "maxIterations, maxEpsilon, useInitialEstimate, true)")
