@@ -22,6 +22,9 @@ extern ilmvIxIyFn calcIxIy_32fC;
 // column position within the window row (mod 4), added as (s0 + s1) + (s2 + s3) at the end,
 // so a 4-lane vector gives the same bits.
 struct ILMV_LK_KERNELS {
+    // getRectSubPix's contract.
+    int (*subPix)(const uint8_t* image, uint32_t width, uint32_t height, uint32_t stride, float32_t* dst, int dstW,
+                  int dstH, float32_t cx, float32_t cy);
     ilmvIxIyFn ixIy;
     // Gxx, Gxy, Gyy over an h x w block of the gradients, rows `stride` floats apart.
     void (*gradientSums)(const float32_t* gx, const float32_t* gy, int stride, int w, int h, float32_t out[3]);

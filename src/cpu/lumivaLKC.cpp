@@ -142,7 +142,7 @@ void ixIyThroughPointer(const float32_t* src, float32_t* ix, float32_t* iy, floa
 
 const ILMV_LK_KERNELS& ilmvLKKernelsC()
 {
-    static const ILMV_LK_KERNELS kernels = {ixIyThroughPointer, gradientSumsC, mismatchSumsC};
+    static const ILMV_LK_KERNELS kernels = {getRectSubPix, ixIyThroughPointer, gradientSumsC, mismatchSumsC};
     return kernels;
 }
 
@@ -209,7 +209,7 @@ void lkOpticalFlow_v3(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const
                 continue;
             }
             const int vw = w1.c1 - w1.c0, vh = w1.r1 - w1.r0;
-            getRectSubPix(lv.image1, lv.width, lv.height, lv.stride1, patch1, vw + 2, vh + 2,
+            kernels.subPix(lv.image1, lv.width, lv.height, lv.stride1, patch1, vw + 2, vh + 2,
                           p1x + 0.5f * float32_t(w1.c0 + w1.c1 - 2 * hw - 2),
                           p1y + 0.5f * float32_t(w1.r0 + w1.r1 - 2 * hh - 2));
             kernels.ixIy(patch1, gx, gy, patch2, vw + 2, vh + 2);
@@ -225,7 +225,7 @@ void lkOpticalFlow_v3(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const
                     break;
                 }
                 const int qw = w2.c1 - w2.c0, qh = w2.r1 - w2.r0;
-                getRectSubPix(lv.image2, lv.width, lv.height, lv.stride2, patch2, qw, qh,
+                kernels.subPix(lv.image2, lv.width, lv.height, lv.stride2, patch2, qw, qh,
                               x + 0.5f * float32_t(w2.c0 + w2.c1 - 2 * hw - 2),
                               y + 0.5f * float32_t(w2.r0 + w2.r1 - 2 * hh - 2));
                 const int g0 = (w2.r0 - w1.r0) * vw + (w2.c0 - w1.c0);  // gradients of the window's first pixel

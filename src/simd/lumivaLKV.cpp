@@ -107,6 +107,8 @@ void mismatchSumsV(const float32_t* p1, int p1Stride, const float32_t* p2, int p
 
 const ILMV_LK_KERNELS& ilmvLKKernelsV()
 {
-    static const ILMV_LK_KERNELS kernels = {ixIyV, gradientSumsV, mismatchSumsV};
+    // Sampling keeps the reference routine: its recurrence divides once per pixel, and the
+    // 32-bit vector unit has no exact division to do that lane-wise any faster.
+    static const ILMV_LK_KERNELS kernels = {getRectSubPix, ixIyV, gradientSumsV, mismatchSumsV};
     return kernels;
 }
