@@ -8,6 +8,7 @@
 #include <opencv2/video/tracking.hpp>
 #endif
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -73,6 +74,67 @@ void registerTrack()
 #endif
 }
 
+struct Descriptors {
+    std::vector<int8_t> v;
+    std::vector<float32_t> inv;
+    Descriptors(int n, uint32_t seed)
+    {
+        std::vector<uint8_t> bytes = randomFrame<uint8_t>(size_t(n) * 36, seed);
+        for (int i = 0; i < n; ++i) {
+            double norm = 0;
+            for (int d = 0; d < 36; ++d) {
+                // Clustered around 50 centres, as descriptors of a scene are.
+                const int8_t c = int8_t(int((i % 50) * 37 + d * 11) % 200 - 100);
+                const int8_t x = int8_t(std::max(-127, std::min(127, c + int(bytes[size_t(i) * 36 + d] % 41) - 20)));
+                v.push_back(x);
+                norm += double(x) * x;
+            }
+            inv.push_back(float32_t(1.0 / std::sqrt(std::max(norm, 1.0))));
+        }
+    }
+};
+
+void registerSearch()
+{
+    static Descriptors set(10000, 21), queries(200, 22);
+    static lmvKDTree36s8f32* tree = nullptr;
+    static std::vector<uint32_t> inds(4);
+    static std::vector<float32_t> dists(4);
+    add("KDTreeBuild10000", "reference", [] {
+        lmvKDTree36s8f32* t = nullptr;
+        lmvKDTreeCreate36s8f32C(set.v.data(), set.inv.data(), 10000, &t);
+        lmvKDTreeDestroy36s8f32C(t);
+    });
+    lmvKDTreeCreate36s8f32C(set.v.data(), set.inv.data(), 10000, &tree);
+    for (auto [form, name] : {std::pair{lmvKDTreeQuery36s8f32C, "reference"}, std::pair{lmvKDTreeQuery36s8f32V, "simd"}})
+        add("KDTree200Queries", name, [form = form] {
+            uint32_t found = 0;
+            for (int q = 0; q < 200; ++q)
+                form(tree, &queries.v[size_t(q) * 36], queries.inv[q], 4, 10.0f, 256, nullptr, &found, inds.data(),
+                     dists.data());
+        });
+    add("BruteForce200Queries", "reference", [] {
+        std::vector<const int8_t*> candidates(10000);
+        std::vector<float32_t> all(10000);
+        for (int i = 0; i < 10000; ++i) candidates[i] = &set.v[size_t(i) * 36];
+        for (int q = 0; q < 200; ++q)
+            lmvSumOfSquaredDiffs36xNs8V(&queries.v[size_t(q) * 36], queries.inv[q], candidates.data(), set.inv.data(),
+                                        10000, all.data());
+    });
+
+    static const uint32_t w = 640, h = 480;
+    static std::vector<uint8_t> background = randomFrame<uint8_t>(size_t(w) * h * 3, 30), mask(size_t(w) * h);
+    static lmvBGCodeBookModel* model = nullptr;
+    static lmvBGCodeWord** map = lmvCreateBGCodeBookModelC(w, h, &model);
+    add("CodeBookUpdateDiff640x480", "reference", [] {
+        int32_t t = 0;
+        uint32_t count = 0;
+        lmvBGCodeBookUpdateu8C(model, background.data(), w, h, 0, nullptr, 0, map, &t);
+        lmvBGCodeBookDiffu8C(model, background.data(), w, h, 0, mask.data(), 0, map, &count);
+    });
+}
+
 const int kRegistered = registerFamily(registerTrack);
+const int kSearchRegistered = registerFamily(registerSearch);
 
 }  // namespace
