@@ -5,6 +5,8 @@
 #include "lumivaBench.h"
 #include "lumiva/lumiva.h"
 
+#include <benchmark/benchmark.h>
+
 #ifdef LUMIVA_WITH_OPENCV
 #include <opencv2/core.hpp>
 #endif

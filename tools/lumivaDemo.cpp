@@ -1,0 +1,270 @@
+// lumiva demo: grey conversion, Gaussian 3x3, pyramids, FAST-9 with suppression,
+// Lucas-Kanade tracking into the second frame and the codebook foreground, on a generated
+// scene with a known camera shift and a moving object, or on the user's images.
+#include "lumiva/lumiva.h"
+#include "lumivaTool.h"
+#include "platform/host/lumivaHostHooks.h"
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <sys/stat.h>
+
+namespace {
+
+// The scene: a background moved by the camera between the frames, and a square object that
+// moves on its own.
+constexpr uint32_t kW = 320, kH = 240;
+constexpr double kShiftX = 2.5, kShiftY = -1.5;   // camera, in pixels
+constexpr double kMoveX = 7.5, kMoveY = 4.5;      // object, on top of the camera shift: whole pixels in all
+constexpr int kObjX = 150, kObjY = 90, kObjSide = 48;
+
+// Smooth random texture: hashed lattice values blended bilinearly, so corners are plenty and
+// no two look alike (a periodic texture would let the tracker lock onto the wrong period).
+double latticeValue(int i, int j, uint32_t seed)
+{
+    uint32_t h = uint32_t(i) * 0x9E3779B1u ^ uint32_t(j) * 0x85EBCA77u ^ seed * 0xC2B2AE3Du;
+    h ^= h >> 15;
+    h *= 0x2C1B3C6Du;
+    h ^= h >> 12;
+    return double(h & 0xFFFF) / 65535.0;
+}
+
+double valueNoise(double u, double v, double cell, uint32_t seed)
+{
+    const double fu = u / cell, fv = v / cell;
+    const int i = int(std::floor(fu)), j = int(std::floor(fv));
+    const double tu = fu - i, tv = fv - j;
+    const double top = latticeValue(i, j, seed) * (1 - tu) + latticeValue(i + 1, j, seed) * tu;
+    const double bottom = latticeValue(i, j + 1, seed) * (1 - tu) + latticeValue(i + 1, j + 1, seed) * tu;
+    return top * (1 - tv) + bottom * tv;
+}
+
+double backgroundAt(double u, double v, int c)
+{
+    return 40 + 130 * valueNoise(u, v, 7.0, 11 + c) + 60 * valueNoise(u, v, 23.0, 17 + c);
+}
+
+double objectAt(double u, double v, int c)
+{
+    return (c == 0 ? 150 : 20) + 100 * valueNoise(u, v, 5.0, 31 + c);
+}
+
+ToolImage render(bool withObject, double camX, double camY, double objX, double objY, uint32_t noiseSeed)
+{
+    ToolImage img{kW, kH, 3, std::vector<uint8_t>(size_t(kW) * kH * 3)};
+    uint32_t noise = noiseSeed;
+    for (uint32_t y = 0; y < kH; ++y)
+        for (uint32_t x = 0; x < kW; ++x) {
+            const double ox = x - objX, oy = y - objY;
+            const bool inObject = withObject && ox >= 0 && oy >= 0 && ox < kObjSide && oy < kObjSide;
+            for (int c = 0; c < 3; ++c) {
+                double v = inObject ? objectAt(ox, oy, c) : backgroundAt(x - camX, y - camY, c);
+                noise = noise * 1664525u + 1013904223u;
+                if (noiseSeed) v += double(noise >> 29) - 3.5;
+                img.pixels[(size_t(y) * kW + x) * 3 + c] = uint8_t(std::lround(std::fmin(255.0, std::fmax(0.0, v))));
+            }
+        }
+    return img;
+}
+
+// The implementation the runtime log named last.
+std::string gRan;
+
+void captureRuntime(int, const char* tag, const char* text, void*)
+{
+    if (std::strcmp(tag, "lumiva_runtime_log")) return;
+    // The log names the unit after the operation: CPU is the reference form, ORTAL the SIMD one.
+    const char* underscore = std::strrchr(text, '_');
+    const std::string unit = underscore ? underscore + 1 : text;
+    gRan = unit == "CPU" ? "reference" : unit == "ORTAL" ? "SIMD" : unit;
+}
+
+struct Step {
+    std::string name, ran;
+    double ms;
+};
+
+template <class Fn>
+void timed(std::vector<Step>& steps, const char* name, Fn fn)
+{
+    gRan = "-";
+    const auto start = std::chrono::steady_clock::now();
+    fn();
+    steps.push_back({name, gRan, std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count()});
+}
+
+void plot(ToolImage& img, int x, int y, uint8_t r, uint8_t g, uint8_t b)
+{
+    if (x < 0 || y < 0 || x >= int(img.width) || y >= int(img.height)) return;
+    uint8_t* p = &img.pixels[(size_t(y) * img.width + x) * 3];
+    p[0] = r;
+    p[1] = g;
+    p[2] = b;
+}
+
+void line(ToolImage& img, double x0, double y0, double x1, double y1, uint8_t r, uint8_t g, uint8_t b)
+{
+    const int steps = int(std::ceil(std::fmax(std::fabs(x1 - x0), std::fabs(y1 - y0)))) + 1;
+    for (int s = 0; s <= steps; ++s)
+        plot(img, int(std::lround(x0 + (x1 - x0) * s / steps)), int(std::lround(y0 + (y1 - y0) * s / steps)), r, g, b);
+}
+
+bool inObject(double x, double y, double objX, double objY, double margin)
+{
+    return x >= objX - margin && y >= objY - margin && x < objX + kObjSide + margin && y < objY + kObjSide + margin;
+}
+
+int levelsFor(uint32_t w, uint32_t h)
+{
+    int levels = 1;
+    while (levels < 4 && ((w >> levels) << levels) == w && ((h >> levels) << levels) == h && (w >> levels) >= 16 &&
+           (h >> levels) >= 16)
+        ++levels;
+    return levels;
+}
+
+}  // namespace
+
+DemoResult runDemo(const DemoOptions& options)
+{
+    DemoResult result;
+    const bool builtIn = options.inputs.empty();
+    ToolImage a, b;
+    std::vector<ToolImage> plates;
+    if (builtIn) {
+        a = render(true, 0, 0, kObjX, kObjY, 0);
+        b = render(true, kShiftX, kShiftY, kObjX + kShiftX + kMoveX, kObjY + kShiftY + kMoveY, 0);
+        for (uint32_t k = 1; k <= 4; ++k) plates.push_back(render(false, 0, 0, 0, 0, k));  // background alone
+    } else {
+        std::string error;
+        if (!readImage(options.inputs[0], a, error) ||
+            (options.inputs.size() > 1 && !readImage(options.inputs[1], b, error))) {
+            std::fprintf(stderr, "lumiva demo: %s\n", error.c_str());
+            result.exitCode = kExitInput;
+            return result;
+        }
+        if (options.inputs.size() < 2) b = a;
+        if (a.width != b.width || a.height != b.height) {
+            std::fprintf(stderr, "lumiva demo: the two images differ in size (%ux%u and %ux%u)\n", a.width, a.height,
+                         b.width, b.height);
+            result.exitCode = kExitInput;
+            return result;
+        }
+        plates.push_back(a);
+    }
+    const uint32_t w = a.width, h = a.height;
+    if ((w & 1) || (h & 1) || w < 32 || h < 32) {
+        std::fprintf(stderr, "lumiva demo: unsupported size %ux%u: the pyramid needs even sides of 32 pixels or more\n", w, h);
+        result.exitCode = kExitInput;
+        return result;
+    }
+
+    ilmvHostSetProperty("vendor.runtime.lumiva.log", "1");
+    void* previousContext = nullptr;
+    ILMV_LOG_SINK previous = ilmvHostSetLogSink(captureRuntime, nullptr, &previousContext);
+    lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);
+    lmvMemInit();
+
+    std::vector<Step> steps;
+    std::vector<uint8_t> greyA(size_t(w) * h), greyB(greyA.size()), blurA(greyA.size()), blurB(greyA.size());
+    timed(steps, "colour to grey", [&] {
+        lmvColorRGB888ToGrayu8(a.pixels.data(), w, h, 0, greyA.data(), 0);
+        lmvColorRGB888ToGrayu8(b.pixels.data(), w, h, 0, greyB.data(), 0);
+    });
+    timed(steps, "Gaussian 3x3", [&] {
+        lmvFilterGaussian3x3u8_v2(greyA.data(), w, h, 0, blurA.data(), 0, 1);
+        lmvFilterGaussian3x3u8_v2(greyB.data(), w, h, 0, blurB.data(), 0, 1);
+    });
+    const int levels = levelsFor(w, h);
+    std::vector<lmvPyramidLevel_v2> pyrA(levels), pyrB(levels);
+    timed(steps, "pyramids", [&] {
+        lmvPyramidAllocate_v2(pyrA.data(), w, h, w, 1, levels, 0);
+        lmvPyramidAllocate_v2(pyrB.data(), w, h, w, 1, levels, 0);
+        lmvPyramidCreateu8_v2(blurA.data(), w, h, w, levels, pyrA.data());
+        lmvPyramidCreateu8_v2(blurB.data(), w, h, w, levels, pyrB.data());
+    });
+    const uint32_t capacity = 4000;
+    std::vector<uint32_t> xy(2 * capacity), scores(capacity), temp(3 * capacity + h);
+    uint32_t found = 0;
+    timed(steps, "FAST-9 with suppression", [&] {
+        lmvCornerFast9Scoreu8_v2(blurA.data(), w, h, 0, 12, 10, xy.data(), scores.data(), capacity, &found, 1, temp.data());
+    });
+    result.corners = found;
+    std::vector<float32_t> from(2 * found), to(2 * found);
+    std::vector<int32_t> status(found);
+    for (uint32_t i = 0; i < 2 * found; ++i) from[i] = float32_t(xy[i]);
+    timed(steps, "Lucas-Kanade", [&] {
+        lmvTrackLKOpticalFlowu8_v3(blurA.data(), blurB.data(), w, h, w, pyrA.data(), pyrB.data(), from.data(), nullptr,
+                                   to.data(), status.data(), int32_t(found), 9, 9, levels, 2, 30, 0.0001f, 0);
+    });
+    ToolImage mask{w, h, 1, std::vector<uint8_t>(size_t(w) * h)};
+    uint32_t foreground = 0;
+    timed(steps, "codebook foreground", [&] {
+        lmvBGCodeBookModel* model = nullptr;
+        lmvBGCodeWord** map = lmvCreateBGCodeBookModel(w, h, &model);
+        // Wider match margins than the defaults: the plates carry a few levels of sensor noise.
+        const uint8_t bounds[3] = {10, 10, 10}, margin[3] = {8, 8, 8};
+        lmvConfigBGCodeBookModel(model, bounds, margin, margin);
+        int32_t t = 0;
+        for (const ToolImage& plate : plates) lmvBGCodeBookUpdateu8(model, plate.pixels.data(), w, h, 0, nullptr, 0, map, &t);
+        // The built-in scene learns from background plates and judges the first frame; the
+        // user's pair learns from the first frame and judges what changed in the second.
+        const ToolImage& judged = builtIn ? a : b;
+        lmvBGCodeBookDiffu8(model, judged.pixels.data(), w, h, 0, mask.pixels.data(), 0, map, &foreground);
+        lmvReleaseBGCodeBookModel(&model);
+    });
+    result.foreground = foreground;
+    lmvPyramidDelete_v2(pyrA.data(), levels, 1);
+    lmvPyramidDelete_v2(pyrB.data(), levels, 1);
+    lmvMemDeInit();
+    ilmvHostSetLogSink(previous, previousContext, nullptr);
+    ilmvHostSetProperty("vendor.runtime.lumiva.log", nullptr);
+
+    // Tracking error against the known motion, over corners whose window lies wholly on the
+    // background or wholly on the object.
+    double error = 0;
+    size_t measured = 0;
+    ToolImage corners = a, flow = b;
+    for (uint32_t i = 0; i < found; ++i) {
+        const double x = from[2 * i], y = from[2 * i + 1];
+        line(corners, x - 3, y, x + 3, y, 255, 0, 0);
+        line(corners, x, y - 3, x, y + 3, 255, 0, 0);
+        if (status[i] != 1) continue;
+        ++result.tracked;
+        line(flow, x, y, to[2 * i], to[2 * i + 1], 0, 255, 0);
+        plot(flow, int(std::lround(to[2 * i])), int(std::lround(to[2 * i + 1])), 255, 0, 0);
+        if (!builtIn) continue;
+        const bool onObject = inObject(x, y, kObjX, kObjY, -6), nearObject = inObject(x, y, kObjX, kObjY, 6);
+        if (nearObject && !onObject) continue;
+        const double ex = kShiftX + (onObject ? kMoveX : 0), ey = kShiftY + (onObject ? kMoveY : 0);
+        error += std::hypot(to[2 * i] - x - ex, to[2 * i + 1] - y - ey);
+        ++measured;
+    }
+    if (builtIn && measured) result.trackingError = error / double(measured);
+
+    mkdir(options.output.c_str(), 0755);
+    const std::pair<const char*, const ToolImage*> pictures[] = {
+        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", &mask}};
+    for (const auto& [name, img] : pictures) {
+        const std::string path = options.output + "/" + name;
+        if (!writePng(path, *img)) {
+            std::fprintf(stderr, "lumiva demo: cannot write %s\n", path.c_str());
+            result.exitCode = kExitOutput;
+            return result;
+        }
+        result.pictures.push_back(path);
+    }
+    if (options.quiet) return result;
+    std::printf("%s, %ux%u, %d pyramid levels\n", builtIn ? "built-in scene" : options.inputs[0].c_str(), w, h, levels);
+    std::printf("  %-26s %-10s %10s\n", "step", "ran on", "time");
+    for (const Step& s : steps) std::printf("  %-26s %-10s %7.3f ms\n", s.name.c_str(), s.ran.c_str(), s.ms);
+    std::printf("%zu corners, %zu tracked, %zu foreground pixels\n", result.corners, result.tracked, result.foreground);
+    if (builtIn)
+        std::printf("tracking error against the known motion: %.4f px (camera (%.1f, %.1f), object (%.1f, %.1f) more)\n",
+                    result.trackingError, kShiftX, kShiftY, kMoveX, kMoveY);
+    std::printf("pictures written to %s/\n", options.output.c_str());
+    return result;
+}

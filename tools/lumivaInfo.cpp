@@ -1,0 +1,55 @@
+// lumiva info: what the library sees on this machine and what each operation runs on.
+#include "core/lumivaCore.h"
+#include "lumiva/lumiva.h"
+#include "lumivaTool.h"
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+std::string hardwareNames(uint32_t mask)
+{
+    static const std::pair<uint32_t, const char*> bits[] = {
+        {LUMIVA_HW_PROBED, "probed"}, {LUMIVA_HW_NEON, "neon"},     {LUMIVA_HW_DSP, "dsp"},
+        {LUMIVA_HW_GPU, "gpu"},       {LUMIVA_HW_VFP, "vfp"},       {LUMIVA_HW_ARMV7, "armv7"},
+        {LUMIVA_HW_PLATFORM, "platform-library"}};
+    std::string names;
+    for (const auto& [bit, name] : bits)
+        if (mask & bit) names += (names.empty() ? "" : " ") + std::string(name);
+    return names.empty() ? "none" : names;
+}
+
+std::string formsPresent(uint32_t present)
+{
+    static const char* const names[] = {"C", "V", "DSP", "GPU"};
+    std::string forms;
+    for (int bit = 0; bit < 4; ++bit)
+        if (present & (1u << bit)) forms += (forms.empty() ? "" : " ") + std::string(names[bit]);
+    return forms;
+}
+
+}  // namespace
+
+int runInfo(int32_t mode)
+{
+    if (lmvSetOperationMode(mode) != 0) {
+        std::fprintf(stderr, "lumiva info: unknown operation mode %d\n", mode);
+        return kExitUsage;
+    }
+    char version[16] = {};
+    lmvGetVersion(version, sizeof version);
+    const uint32_t hardware = lmvAvailableHardware(mode);
+    std::printf("library version %s\n", version);
+    std::printf("processors      %d\n", lmvAvailableProcessors());
+    std::printf("hardware mask   0x%x (%s)\n", hardware, hardwareNames(hardware).c_str());
+    std::printf("operation mode  %d (0x%x)\n", mode, uint32_t(mode));
+    std::printf("units           CPU reference, ORTAL SIMD, GPU, XDSP default DSP, ADSP/CDSP/MDSP a named DSP\n\n");
+    std::printf("%-5s %-44s %-8s %s\n", "slot", "operation", "chosen", "forms present");
+    for (uint32_t slot = 0; slot < LMV_API_COUNT; ++slot) {
+        if (!ilmvApiNames[slot]) continue;  // reserved slot
+        std::printf("%-5u %-44s %-8s %s\n", slot, ilmvApiNames[slot], lmvImplChar[lmvImplTable[slot]],
+                    formsPresent(lmvIsPresentImpl[slot]).c_str());
+    }
+    return kExitOk;
+}
