@@ -32,14 +32,14 @@ struct FastFrame {
 void registerFast()
 {
     static FastFrame f;
-    uint32_t n = 0;
-    add("Fast9", "reference", [&n] { lmvCornerFast9u8C(f.img.data(), f.w, f.h, f.w, 20, 3, f.xy.data(), f.capacity, &n); });
-    add("Fast9", "simd", [&n] { lmvCornerFast9u8V(f.img.data(), f.w, f.h, f.w, 20, 3, f.xy.data(), f.capacity, &n); });
-    add("Fast9Nms", "reference", [&n] {
+    static uint32_t n = 0;  // outlives this call: the runs happen after registration
+    add("Fast9", "reference", [] { lmvCornerFast9u8C(f.img.data(), f.w, f.h, f.w, 20, 3, f.xy.data(), f.capacity, &n); });
+    add("Fast9", "simd", [] { lmvCornerFast9u8V(f.img.data(), f.w, f.h, f.w, 20, 3, f.xy.data(), f.capacity, &n); });
+    add("Fast9Nms", "reference", [] {
         lmvCornerFast9Scoreu8_v2C(f.img.data(), f.w, f.h, f.w, 20, 3, f.xy.data(), f.scores.data(), f.capacity, &n, 1,
                                   f.temp.data());
     });
-    add("Fast9Nms", "simd", [&n] {
+    add("Fast9Nms", "simd", [] {
         lmvCornerFast9Scoreu8_v2V(f.img.data(), f.w, f.h, f.w, 20, 3, f.xy.data(), f.scores.data(), f.capacity, &n, 1,
                                   f.temp.data());
     });

@@ -43,6 +43,11 @@ struct Tracking {
         out.resize(xy.size());
         status.resize(1000);
     }
+    ~Tracking()
+    {
+        lmvPyramidDelete_v2(p1.data(), 4, 1);
+        lmvPyramidDelete_v2(p2.data(), 4, 1);
+    }
     template <class Form>
     void track(Form form, int window)
     {
