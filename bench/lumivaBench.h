@@ -37,6 +37,8 @@ void add(const std::string& op, const std::string& form, std::function<void()> b
 // Called once the frame size is known, to register every family's benchmarks.
 using Registrar = void (*)();
 int registerFamily(Registrar registrar);
+// Registers every family's runs at the current frame size.
+void registerAllFamilies();
 
 }  // namespace lmvbench
 

@@ -17,19 +17,7 @@
 
 namespace lmvbench {
 
-FrameSize& frameSize()
-{
-    static FrameSize size;
-    return size;
-}
-
 namespace {
-
-std::vector<Registrar>& registrars()
-{
-    static std::vector<Registrar> list;
-    return list;
-}
 
 // Collects the mean real time of each run while printing as usual.
 class RatioReporter : public benchmark::ConsoleReporter {
@@ -79,12 +67,6 @@ void add(const std::string& op, const std::string& form, std::function<void()> b
     })->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
-int registerFamily(Registrar registrar)
-{
-    registrars().push_back(registrar);
-    return 0;
-}
-
 }  // namespace lmvbench
 
 int main(int argc, char** argv)
@@ -105,7 +87,7 @@ int main(int argc, char** argv)
     benchmark::Initialize(&restCount, rest.data());
     std::printf("frame %ux%u\n", frameSize().width, frameSize().height);
     lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);  // the entries used to prepare inputs dispatch through the tables
-    for (Registrar r : registrars()) r();
+    registerAllFamilies();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.PrintRatios();

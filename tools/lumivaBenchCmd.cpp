@@ -17,12 +17,6 @@
 
 namespace lmvbench {
 
-FrameSize& frameSize()
-{
-    static FrameSize size;
-    return size;
-}
-
 namespace {
 
 struct Run {
@@ -36,23 +30,11 @@ std::vector<Run>& runs()
     return list;
 }
 
-std::vector<Registrar>& registrars()
-{
-    static std::vector<Registrar> list;
-    return list;
-}
-
 }  // namespace
 
 void add(const std::string& op, const std::string& form, std::function<void()> body)
 {
     runs().push_back({op, form, std::move(body)});
-}
-
-int registerFamily(Registrar registrar)
-{
-    registrars().push_back(registrar);
-    return 0;
 }
 
 }  // namespace lmvbench
@@ -181,7 +163,7 @@ int runBench(uint32_t width, uint32_t height, const std::string& output, int rep
     frameSize() = {width, height};
     lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);  // entries that prepare inputs dispatch through the tables
     runs().clear();
-    for (Registrar registrar : registrars()) registrar();
+    registerAllFamilies();
 
     Times times;
     const size_t total = runs().size();
