@@ -12,8 +12,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <map>
-#include <sys/stat.h>
 
 namespace lmvbench {
 
@@ -173,7 +173,8 @@ int runBench(uint32_t width, uint32_t height, const std::string& output, int rep
         times[run.op][run.form] = fastestMs(run.body, repeats);
     }
 
-    mkdir(output.c_str(), 0755);
+    std::error_code ignored;  // an output folder that cannot be made shows up as a failed write
+    std::filesystem::create_directories(output, ignored);
     const std::string table = ratioTable(times, width, height);
     const std::string report = output + "/report.txt", chart = output + "/chart.svg";
     if (!writeText(report, table) || !writeText(chart, chartSvg(times, width, height))) {

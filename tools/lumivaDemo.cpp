@@ -8,8 +8,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <cstring>
-#include <sys/stat.h>
 
 namespace {
 
@@ -244,7 +244,8 @@ DemoResult runDemo(const DemoOptions& options)
     }
     if (builtIn && measured) result.trackingError = error / double(measured);
 
-    mkdir(options.output.c_str(), 0755);
+    std::error_code ignored;  // an output folder that cannot be made shows up as a failed write
+    std::filesystem::create_directories(options.output, ignored);
     const std::pair<const char*, const ToolImage*> pictures[] = {
         {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", &mask}};
     for (const auto& [name, img] : pictures) {
@@ -262,7 +263,7 @@ DemoResult runDemo(const DemoOptions& options)
     for (const Step& s : steps) std::printf("  %-26s %-10s %7.3f ms\n", s.name.c_str(), s.ran.c_str(), s.ms);
     std::printf("%zu corners, %zu tracked, %zu foreground pixels\n", result.corners, result.tracked, result.foreground);
     if (builtIn)
-        std::printf("tracking error against the known motion: %.4f px (camera (%.1f, %.1f), object (%.1f, %.1f) more)\n",
+        std::printf("tracking error against the known motion: %.4f px (camera (%.1f, %.1f), object (%.1f, %.1f) on top)\n",
                     result.trackingError, kShiftX, kShiftY, kMoveX, kMoveY);
     std::printf("pictures written to %s/\n", options.output.c_str());
     return result;

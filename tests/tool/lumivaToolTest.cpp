@@ -117,7 +117,7 @@ TEST(ToolInput, RejectsUnreadableAndUnsupportedFrames)
 TEST(ToolDemo, BuiltInSceneTracksTheKnownMotion)
 {
     DemoOptions options;
-    options.output = scratchDir("demo");
+    options.output = scratchDir("demo") + "/nested/out";  // folders that do not exist yet
     options.quiet = true;
     const DemoResult result = runDemo(options);
     ASSERT_EQ(result.exitCode, kExitOk);
