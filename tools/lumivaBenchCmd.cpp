@@ -1,7 +1,7 @@
 // lumiva bench: the benchmark set of the library's families run with a plain timer, single
 // threaded, written as a ratio table (report.txt) and a chart of each form's time relative
 // to the reference form (chart.svg).
-#include "../bench/lumivaBench.h"
+#include "lumivaBench.h"
 #include "lumiva/lumiva.h"
 #include "lumivaTool.h"
 

@@ -82,31 +82,38 @@ const ILMV_DECIMATE_ROWS& ilmvDecimateRowsC()
     return kRowsC;
 }
 
+namespace {
+
+// Each output row: the five source rows around it summed vertically (edge rows repeated),
+// then the sums decimated horizontally. Strides are in elements here.
+template <class T, class Sum>
+void decimateFrame(void (*vertical)(const T* const*, size_t, Sum*), void (*horizontal)(const Sum*, size_t, T*),
+                   const T* src, uint32_t width, uint32_t height, size_t srcElems, T* dst, uint32_t outWidth,
+                   uint32_t outHeight, size_t dstElems)
+{
+    std::vector<Sum> sums(width + 4 + 16);
+    const T* window[5];
+    for (uint32_t y = 0; y < outHeight; ++y) {
+        windowRows(src, height, srcElems, y, window);
+        // With an odd width rounded up, the last output reads the two repeated edge sums.
+        vertical(window, width, sums.data());
+        horizontal(sums.data(), outWidth, dst + size_t(y) * dstElems);
+    }
+}
+
+}  // namespace
+
 void ilmvDecimate5x5Frame(const ILMV_DECIMATE_ROWS& rows, const uint8_t* src, uint32_t width, uint32_t height,
                           uint32_t srcStride, uint8_t* dst, uint32_t outWidth, uint32_t outHeight, uint32_t dstStride)
 {
-    if (!srcStride) srcStride = width;
-    if (!dstStride) dstStride = outWidth;
-    std::vector<uint16_t> sums(width + 4 + 16);
-    const uint8_t* window[5];
-    for (uint32_t y = 0; y < outHeight; ++y) {
-        windowRows(src, height, srcStride, y, window);
-        // With an odd width rounded up, the last output reads the two repeated edge sums.
-        rows.verticalU8(window, width, sums.data());
-        rows.horizontalU8(sums.data(), outWidth, dst + size_t(y) * dstStride);
-    }
+    decimateFrame(rows.verticalU8, rows.horizontalU8, src, width, height, srcStride ? srcStride : width, dst, outWidth,
+                  outHeight, dstStride ? dstStride : outWidth);
 }
 
 void ilmvDecimate5x5FrameF32(const ILMV_DECIMATE_ROWS& rows, const float32_t* src, uint32_t width, uint32_t height,
                              uint32_t srcStride, float32_t* dst, uint32_t outWidth, uint32_t outHeight,
                              uint32_t dstStride)
 {
-    const size_t srcElems = srcStride ? srcStride / 4 : width, dstElems = dstStride ? dstStride / 4 : outWidth;
-    std::vector<float32_t> sums(width + 4 + 16);
-    const float32_t* window[5];
-    for (uint32_t y = 0; y < outHeight; ++y) {
-        windowRows(src, height, srcElems, y, window);
-        rows.verticalF32(window, width, sums.data());
-        rows.horizontalF32(sums.data(), outWidth, dst + size_t(y) * dstElems);
-    }
+    decimateFrame(rows.verticalF32, rows.horizontalF32, src, width, height, srcStride ? srcStride / 4 : width, dst,
+                  outWidth, outHeight, dstStride ? dstStride / 4 : outWidth);
 }
