@@ -1,10 +1,16 @@
-// NEON inner loops of the Lucas-Kanade engine: the window gradients element by element, and
-// the window sums in four lanes by column mod 4, which is the reference's own order of
-// addition, so the tracked positions are the reference's to the bit.
+// NEON inner loops of the Lucas-Kanade engine: window sampling four columns at a time, the
+// window gradients element by element, and the window sums in four lanes by column mod 4,
+// which is the reference's own order of addition, so the tracked positions are the
+// reference's to the bit.
 #include "cpu/lumivaLK.h"
 #include "simd/lumivaNeon.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace {
+
+using namespace ilmv;
 
 void ixIyV(const float32_t* s, float32_t* ix, float32_t* iy, float32_t* work, int w, int h)
 {
@@ -40,75 +46,155 @@ void ixIyV(const float32_t* s, float32_t* ix, float32_t* iy, float32_t* work, in
     }
 }
 
-// N running sums of four lanes; a row's last columns go into their lanes one by one.
-template <int N>
-struct Lanes {
-    float32_t v[N][4] = {};
-    void finish(float32_t* out) const
+// Window sums run in four lanes by column mod 4, row after row; a row's last w mod 4
+// columns go into lanes 0 .. n-1 through a mask, so every other lane keeps its bits.
+struct RowSplit {
+    int body, rest;
+    uint32x4_t restLanes;
+    explicit RowSplit(int w) : body(w & ~3), rest(w & 3), restLanes(firstLanes(w & 3)) {}
+    float32x4_t addRest(float32x4_t sum, float32x4_t term) const
     {
-        for (int k = 0; k < N; ++k) out[k] = (v[k][0] + v[k][1]) + (v[k][2] + v[k][3]);
+        return vbslq_f32(restLanes, vaddq_f32(sum, term), sum);
     }
 };
 
+float32_t lanesTotal(float32x4_t v)
+{
+    return (vgetq_lane_f32(v, 0) + vgetq_lane_f32(v, 1)) + (vgetq_lane_f32(v, 2) + vgetq_lane_f32(v, 3));
+}
+
 void gradientSumsV(const float32_t* gx, const float32_t* gy, int stride, int w, int h, float32_t out[3])
 {
-    Lanes<3> lanes;
+    if (w < 4) return ilmvLKKernelsC().gradientSums(gx, gy, stride, w, h, out);
+    const RowSplit split(w);
+    float32x4_t xx = vdupq_n_f32(0), xy = xx, yy = xx;
     for (int r = 0; r < h; ++r) {
         const float32_t* a = gx + r * stride;
         const float32_t* b = gy + r * stride;
-        float32x4_t xx = vld1q_f32(lanes.v[0]), xy = vld1q_f32(lanes.v[1]), yy = vld1q_f32(lanes.v[2]);
-        int c = 0;
-        for (; c + 4 <= w; c += 4) {
+        for (int c = 0; c < split.body; c += 4) {
             const float32x4_t va = vld1q_f32(a + c), vb = vld1q_f32(b + c);
             xx = vaddq_f32(xx, vmulq_f32(va, va));
             xy = vaddq_f32(xy, vmulq_f32(va, vb));
             yy = vaddq_f32(yy, vmulq_f32(vb, vb));
         }
-        vst1q_f32(lanes.v[0], xx);
-        vst1q_f32(lanes.v[1], xy);
-        vst1q_f32(lanes.v[2], yy);
-        for (; c < w; ++c) {
-            lanes.v[0][c & 3] += a[c] * a[c];
-            lanes.v[1][c & 3] += a[c] * b[c];
-            lanes.v[2][c & 3] += b[c] * b[c];
+        if (split.rest) {
+            const float32x4_t va = lastColumns(a, w, split.rest), vb = lastColumns(b, w, split.rest);
+            xx = split.addRest(xx, vmulq_f32(va, va));
+            xy = split.addRest(xy, vmulq_f32(va, vb));
+            yy = split.addRest(yy, vmulq_f32(vb, vb));
         }
     }
-    lanes.finish(out);
+    out[0] = lanesTotal(xx);
+    out[1] = lanesTotal(xy);
+    out[2] = lanesTotal(yy);
 }
 
 void mismatchSumsV(const float32_t* p1, int p1Stride, const float32_t* p2, int p2Stride, const float32_t* gx,
                    const float32_t* gy, int gStride, int w, int h, float32_t out[2])
 {
-    Lanes<2> lanes;
+    if (w < 4) return ilmvLKKernelsC().mismatchSums(p1, p1Stride, p2, p2Stride, gx, gy, gStride, w, h, out);
+    const RowSplit split(w);
+    float32x4_t sx = vdupq_n_f32(0), sy = sx;
     for (int r = 0; r < h; ++r) {
         const float32_t* q1 = p1 + r * p1Stride;
         const float32_t* q2 = p2 + r * p2Stride;
         const float32_t* a = gx + r * gStride;
         const float32_t* b = gy + r * gStride;
-        float32x4_t sx = vld1q_f32(lanes.v[0]), sy = vld1q_f32(lanes.v[1]);
-        int c = 0;
-        for (; c + 4 <= w; c += 4) {
+        for (int c = 0; c < split.body; c += 4) {
             const float32x4_t diff = vsubq_f32(vld1q_f32(q1 + c), vld1q_f32(q2 + c));
             sx = vaddq_f32(sx, vmulq_f32(diff, vld1q_f32(a + c)));
             sy = vaddq_f32(sy, vmulq_f32(diff, vld1q_f32(b + c)));
         }
-        vst1q_f32(lanes.v[0], sx);
-        vst1q_f32(lanes.v[1], sy);
-        for (; c < w; ++c) {
-            const float32_t diff = q1[c] - q2[c];
-            lanes.v[0][c & 3] += diff * a[c];
-            lanes.v[1][c & 3] += diff * b[c];
+        if (split.rest) {
+            const int n = split.rest;
+            const float32x4_t diff = vsubq_f32(lastColumns(q1, w, n), lastColumns(q2, w, n));
+            sx = split.addRest(sx, vmulq_f32(diff, lastColumns(a, w, n)));
+            sy = split.addRest(sy, vmulq_f32(diff, lastColumns(b, w, n)));
         }
     }
-    lanes.finish(out);
+    out[0] = lanesTotal(sx);
+    out[1] = lanesTotal(sy);
+}
+
+// getRectSubPix, one output row at a time. Output j > 0 of a row is the reference's
+// t(j) + t(j-1) * (1-a) / a with the same roundings, so four of them take the terms of
+// columns j-1 .. j+2 and j .. j+3 and one lane-wise division; output 0 adds the row's
+// first carry. Terms move along the row in registers; the row's last outputs come from a
+// block that may overlap its neighbour.
+struct SubPixRow {
+    float32_t a, b, w10, w11;  // a(1-b), ab
+    float32x4_t vw10, vw11, vkeep, va;
+
+    SubPixRow(float32_t a, float32_t b)
+        : a(a), b(b), w10(a * (1 - b)), w11(a * b), vw10(vdupq_n_f32(w10)), vw11(vdupq_n_f32(w11)),
+          vkeep(vdupq_n_f32(1 - a)), va(vdupq_n_f32(a))
+    {
+    }
+    // t of the four columns whose pixels start at top and bottom.
+    float32x4_t terms(const uint8_t* top, const uint8_t* bottom) const
+    {
+        return vaddq_f32(vmulq_f32(vw10, fourBytesAsFloats(top)), vmulq_f32(vw11, fourBytesAsFloats(bottom)));
+    }
+    // Outputs j .. j+3 from the terms of columns j-1 .. j+2 and j .. j+3.
+    float32x4_t outputs(float32x4_t before, float32x4_t at) const
+    {
+        return vaddq_f32(divide(vmulq_f32(before, vkeep), va), at);
+    }
+    // One row of w >= 5 outputs from the w + 1 pixels of two image rows.
+    void sample(const uint8_t* p0, const uint8_t* p1, float32_t* out, int w) const
+    {
+        const int last = w - 4;  // the first output of the final block
+        float32x4_t t = terms(p0 + 1, p1 + 1);  // columns 0 .. 3
+        out[0] = (1 - a) * ((1 - b) * float32_t(p0[0]) + b * float32_t(p1[0])) + vgetq_lane_f32(t, 0);
+        int j = 1;
+        for (; j + 7 <= w; j += 4) {
+            const float32x4_t next = terms(p0 + j + 4, p1 + j + 4);  // columns j+3 .. j+6
+            vst1q_f32(out + j, outputs(t, vextq_f32(t, next, 1)));
+            t = next;
+        }
+        if (j <= last) {
+            vst1q_f32(out + j, outputs(t, terms(p0 + j + 1, p1 + j + 1)));
+            j += 4;
+        }
+        if (j < w) vst1q_f32(out + last, outputs(terms(p0 + last, p1 + last), terms(p0 + last + 1, p1 + last + 1)));
+    }
+};
+
+// Rows past the top or bottom take the edge row, and where the window crosses the left or
+// right edge the two rows are first copied with their edge pixels repeated: the same
+// pixels the reference reads through its clamps. Windows narrower than five, or too wide
+// for the copies, take the reference routine.
+int subPixV(const uint8_t* image, uint32_t width, uint32_t height, uint32_t stride, float32_t* dst, int dstW,
+            int dstH, float32_t cx, float32_t cy)
+{
+    constexpr int kWidest = 256;
+    if (dstW < 5 || dstW >= kWidest || dstH < 1) return getRectSubPix(image, width, height, stride, dst, dstW, dstH, cx, cy);
+    const float32_t x0 = cx - (dstW - 1) * 0.5f, y0 = cy - (dstH - 1) * 0.5f;
+    const float32_t fx = std::floor(x0), fy = std::floor(y0);
+    const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
+    const SubPixRow k(std::max(x0 - fx, 0.0001f), y0 - fy);
+    const bool columnsInside = ix >= 0 && ix + dstW < int(width);
+    uint8_t copies[2][kWidest];
+    auto row = [&](int r) { return image + size_t(std::clamp(r, 0, int(height) - 1)) * stride; };
+    auto edgeCopy = [&](const uint8_t* src, uint8_t* copy) {
+        for (int c = 0; c <= dstW; ++c) copy[c] = src[std::clamp(ix + c, 0, int(width) - 1)];
+        return copy;
+    };
+    for (int r = 0; r < dstH; ++r) {
+        const uint8_t* p0 = row(iy + r);
+        const uint8_t* p1 = row(iy + r + 1);
+        if (columnsInside)
+            k.sample(p0 + ix, p1 + ix, dst + r * dstW, dstW);
+        else
+            k.sample(edgeCopy(p0, copies[0]), edgeCopy(p1, copies[1]), dst + r * dstW, dstW);
+    }
+    return 0;
 }
 
 }  // namespace
 
 const ILMV_LK_KERNELS& ilmvLKKernelsV()
 {
-    // Sampling keeps the reference routine: its recurrence divides once per pixel, and the
-    // 32-bit vector unit has no exact division to do that lane-wise any faster.
-    static const ILMV_LK_KERNELS kernels = {getRectSubPix, ixIyV, gradientSumsV, mismatchSumsV};
+    static const ILMV_LK_KERNELS kernels = {subPixV, ixIyV, gradientSumsV, mismatchSumsV};
     return kernels;
 }

@@ -11,6 +11,8 @@
 #endif
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 namespace ilmv {
 
@@ -162,6 +164,58 @@ inline uint16x8_t clampToByte(int16x8_t v)
 inline uint8x16_t joinClamped(int16x8_t even, int16x8_t odd)
 {
     return joinBytes(clampToByte(even), clampToByte(odd));
+}
+
+// ---- Float helpers ------------------------------------------------------------------
+
+// Lane-wise n / d, correctly rounded like the scalar division. The 64-bit instruction set
+// has the instruction; elsewhere the compiler's generic vectors lower it to the host's
+// vector division, or to one scalar division per lane on 32-bit ARM.
+inline float32x4_t divide(float32x4_t n, float32x4_t d)
+{
+#if defined(__aarch64__)
+    return vdivq_f32(n, d);
+#else
+    typedef float Lanes __attribute__((vector_size(16)));
+    Lanes a, b;
+    std::memcpy(&a, &n, sizeof a);
+    std::memcpy(&b, &d, sizeof b);
+    a /= b;
+    std::memcpy(&n, &a, sizeof a);
+    return n;
+#endif
+}
+
+// Four bytes from p as floats, reading exactly those four bytes. Zipping with zero widens
+// in one step per size on every vector unit.
+inline float32x4_t fourBytesAsFloats(const uint8_t* p)
+{
+    uint32_t word;
+    std::memcpy(&word, p, sizeof word);
+    const uint8x16_t zero = vdupq_n_u8(0);
+    const uint8x16_t bytes = vreinterpretq_u8_u32(vsetq_lane_u32(word, vreinterpretq_u32_u8(zero), 0));
+    const uint16x8_t halves = vreinterpretq_u16_u8(vzipq_u8(bytes, zero).val[0]);
+    const uint32x4_t words = vreinterpretq_u32_u16(vzipq_u16(halves, vreinterpretq_u16_u8(zero)).val[0]);
+    return vcvtq_f32_s32(vreinterpretq_s32_u32(words));
+}
+
+// Lanes 0 .. n-1 set, for the last columns of a row (n = 1 .. 3).
+inline uint32x4_t firstLanes(int n)
+{
+    static const uint32_t index[4] = {0, 1, 2, 3};
+    return vcltq_u32(vld1q_u32(index), vdupq_n_u32(uint32_t(n)));
+}
+
+// The last n (1 .. 3) of the first w >= 4 floats of a row, in lanes 0 .. n-1; the other
+// lanes hold earlier columns of the row and are meant to be masked off.
+inline float32x4_t lastColumns(const float* row, int w, int n)
+{
+    const float32x4_t v = vld1q_f32(row + w - 4);
+    switch (n) {
+    case 1: return vextq_f32(v, v, 3);
+    case 2: return vextq_f32(v, v, 2);
+    default: return vextq_f32(v, v, 1);
+    }
 }
 
 // ---- Structure loads and stores --------------------------------------------------------
