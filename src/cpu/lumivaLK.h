@@ -14,6 +14,7 @@ int getRectSubPix(const uint8_t* image, uint32_t width, uint32_t height, uint32_
 // Gradients of the interior of a w x h float patch with the 3-10-3 / 32 kernels; `work`
 // holds two rows of w floats.
 using ilmvIxIyFn = void (*)(const float32_t* src, float32_t* ix, float32_t* iy, float32_t* work, int w, int h);
+void ilmvIxIyReference(const float32_t* src, float32_t* ix, float32_t* iy, float32_t* work, int w, int h);
 extern "C" {
 extern ilmvIxIyFn calcIxIy_32fC;
 }

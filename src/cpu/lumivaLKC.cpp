@@ -49,9 +49,7 @@ int getRectSubPix(const uint8_t* image, uint32_t width, uint32_t height, uint32_
     return 0;
 }
 
-namespace {
-
-void ixIyC(const float32_t* s, float32_t* ix, float32_t* iy, float32_t* work, int w, int h)
+void ilmvIxIyReference(const float32_t* s, float32_t* ix, float32_t* iy, float32_t* work, int w, int h)
 {
     float32_t* A = work;
     float32_t* B = work + w;
@@ -69,6 +67,8 @@ void ixIyC(const float32_t* s, float32_t* ix, float32_t* iy, float32_t* work, in
         }
     }
 }
+
+namespace {
 
 // The valid part of a window: columns c0 .. c1, rows r0 .. r1, ends exclusive.
 struct Span {
@@ -127,7 +127,7 @@ void mismatchSumsC(const float32_t* p1, int p1Stride, const float32_t* p2, int p
 }  // namespace
 
 extern "C" {
-ilmvIxIyFn calcIxIy_32fC = ixIyC;
+ilmvIxIyFn calcIxIy_32fC = ilmvIxIyReference;
 }
 
 namespace {

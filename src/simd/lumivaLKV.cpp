@@ -12,37 +12,58 @@ namespace {
 
 using namespace ilmv;
 
+// The gradients of one output row, four at a time, from the smoothed sums A and the
+// differences B of the three source rows kept in registers: Ix needs A shifted by two,
+// Iy needs B shifted by one and two, which come from the next block by lane shifts.
+// The last outputs of the row, where the next block would read past the row, compute the
+// shifted A and B from their own loads; the final block may overlap its neighbour, which
+// rewrites the same values.
+struct GradientRow {
+    const float32_t *s0, *s1, *s2;
+    float32x4_t k3, k10;
+
+    float32x4_t smoothed(int x) const  // A at x .. x+3
+    {
+        return vaddq_f32(vmulq_f32(vaddq_f32(vld1q_f32(s0 + x), vld1q_f32(s2 + x)), k3), vmulq_f32(vld1q_f32(s1 + x), k10));
+    }
+    float32x4_t difference(int x) const { return vsubq_f32(vld1q_f32(s2 + x), vld1q_f32(s0 + x)); }  // B
+
+    void store(float32_t* gx, float32_t* gy, int x, float32x4_t a0, float32x4_t a2, float32x4_t b0, float32x4_t b1,
+               float32x4_t b2) const
+    {
+        vst1q_f32(gx + x, vsubq_f32(a2, a0));
+        vst1q_f32(gy + x, vaddq_f32(vmulq_f32(vaddq_f32(b0, b2), k3), vmulq_f32(b1, k10)));
+    }
+    void fromLoads(float32_t* gx, float32_t* gy, int x) const
+    {
+        store(gx, gy, x, smoothed(x), smoothed(x + 2), difference(x), difference(x + 1), difference(x + 2));
+    }
+    // w source columns, w - 2 >= 4 outputs.
+    void run(float32_t* gx, float32_t* gy, int w) const
+    {
+        float32x4_t a = smoothed(0), b = difference(0);
+        int x = 0;
+        for (; x + 8 <= w; x += 4) {
+            const float32x4_t nextA = smoothed(x + 4), nextB = difference(x + 4);
+            store(gx, gy, x, a, vextq_f32(a, nextA, 2), b, vextq_f32(b, nextB, 1), vextq_f32(b, nextB, 2));
+            a = nextA;
+            b = nextB;
+        }
+        const int outputs = w - 2;
+        if (x + 4 <= outputs) {
+            fromLoads(gx, gy, x);
+            x += 4;
+        }
+        if (x < outputs) fromLoads(gx, gy, outputs - 4);
+    }
+};
+
 void ixIyV(const float32_t* s, float32_t* ix, float32_t* iy, float32_t* work, int w, int h)
 {
-    float32_t* A = work;
-    float32_t* B = work + w;
-    const float32x4_t k3 = vdupq_n_f32(0.09375f), k10 = vdupq_n_f32(0.3125f);
+    if (w < 6) return ilmvIxIyReference(s, ix, iy, work, w, h);
     for (int r = 0; r + 2 < h; ++r) {
-        const float32_t* s0 = s + r * w;
-        const float32_t* s1 = s0 + w;
-        const float32_t* s2 = s1 + w;
-        int x = 0;
-        for (; x + 4 <= w; x += 4) {
-            const float32x4_t a = vld1q_f32(s0 + x), b = vld1q_f32(s1 + x), c = vld1q_f32(s2 + x);
-            vst1q_f32(A + x, vaddq_f32(vmulq_f32(vaddq_f32(a, c), k3), vmulq_f32(b, k10)));
-            vst1q_f32(B + x, vsubq_f32(c, a));
-        }
-        for (; x < w; ++x) {
-            A[x] = (s0[x] + s2[x]) * 0.09375f + s1[x] * 0.3125f;
-            B[x] = s2[x] - s0[x];
-        }
-        float32_t* gx = ix + r * (w - 2);
-        float32_t* gy = iy + r * (w - 2);
-        x = 0;
-        for (; x + 4 <= w - 2; x += 4) {
-            vst1q_f32(gx + x, vsubq_f32(vld1q_f32(A + x + 2), vld1q_f32(A + x)));
-            const float32x4_t outer = vaddq_f32(vld1q_f32(B + x), vld1q_f32(B + x + 2));
-            vst1q_f32(gy + x, vaddq_f32(vmulq_f32(outer, k3), vmulq_f32(vld1q_f32(B + x + 1), k10)));
-        }
-        for (; x + 2 < w; ++x) {
-            gx[x] = A[x + 2] - A[x];
-            gy[x] = (B[x] + B[x + 2]) * 0.09375f + B[x + 1] * 0.3125f;
-        }
+        const GradientRow row{s + r * w, s + (r + 1) * w, s + (r + 2) * w, vdupq_n_f32(0.09375f), vdupq_n_f32(0.3125f)};
+        row.run(ix + r * (w - 2), iy + r * (w - 2), w);
     }
 }
 
@@ -131,9 +152,13 @@ struct SubPixRow {
     {
     }
     // t of the four columns whose pixels start at top and bottom.
+    float32x4_t termsOf(float32x4_t top, float32x4_t bottom) const
+    {
+        return vaddq_f32(vmulq_f32(vw10, top), vmulq_f32(vw11, bottom));
+    }
     float32x4_t terms(const uint8_t* top, const uint8_t* bottom) const
     {
-        return vaddq_f32(vmulq_f32(vw10, fourBytesAsFloats(top)), vmulq_f32(vw11, fourBytesAsFloats(bottom)));
+        return termsOf(fourBytesAsFloats(top), fourBytesAsFloats(bottom));
     }
     // Outputs j .. j+3 from the terms of columns j-1 .. j+2 and j .. j+3.
     float32x4_t outputs(float32x4_t before, float32x4_t at) const
@@ -147,6 +172,13 @@ struct SubPixRow {
         float32x4_t t = terms(p0 + 1, p1 + 1);  // columns 0 .. 3
         out[0] = (1 - a) * ((1 - b) * float32_t(p0[0]) + b * float32_t(p1[0])) + vgetq_lane_f32(t, 0);
         int j = 1;
+        for (; j + 11 <= w; j += 8) {
+            const float32x4x2_t top = eightBytesAsFloats(p0 + j + 4), bottom = eightBytesAsFloats(p1 + j + 4);
+            const float32x4_t next = termsOf(top.val[0], bottom.val[0]), after = termsOf(top.val[1], bottom.val[1]);
+            vst1q_f32(out + j, outputs(t, vextq_f32(t, next, 1)));
+            vst1q_f32(out + j + 4, outputs(next, vextq_f32(next, after, 1)));
+            t = after;
+        }
         for (; j + 7 <= w; j += 4) {
             const float32x4_t next = terms(p0 + j + 4, p1 + j + 4);  // columns j+3 .. j+6
             vst1q_f32(out + j, outputs(t, vextq_f32(t, next, 1)));

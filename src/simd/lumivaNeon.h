@@ -199,6 +199,15 @@ inline float32x4_t fourBytesAsFloats(const uint8_t* p)
     return vcvtq_f32_s32(vreinterpretq_s32_u32(words));
 }
 
+// Eight bytes from p as two vectors of floats.
+inline float32x4x2_t eightBytesAsFloats(const uint8_t* p)
+{
+    const uint8x16_t zero = vdupq_n_u8(0);
+    const uint16x8_t halves = vreinterpretq_u16_u8(vzipq_u8(vcombine_u8(vld1_u8(p), vdup_n_u8(0)), zero).val[0]);
+    const uint16x8x2_t words = vzipq_u16(halves, vreinterpretq_u16_u8(zero));
+    return {{vcvtq_f32_s32(vreinterpretq_s32_u16(words.val[0])), vcvtq_f32_s32(vreinterpretq_s32_u16(words.val[1]))}};
+}
+
 // Lanes 0 .. n-1 set, for the last columns of a row (n = 1 .. 3).
 inline uint32x4_t firstLanes(int n)
 {
