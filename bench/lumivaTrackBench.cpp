@@ -29,7 +29,7 @@ std::vector<uint8_t> wave(uint32_t w, uint32_t h, double dx, double dy)
 
 struct Tracking {
     uint32_t w = 640, h = 480;
-    std::vector<uint8_t> f1 = wave(w, h, 0, 0), f2 = wave(w, h, 2.3, -1.6);
+    std::vector<uint8_t> f1 = wave(w, h, 0, 0), f2 = wave(w, h, kMotionX, kMotionY);
     std::vector<lmvPyramidLevel_v2> p1 = std::vector<lmvPyramidLevel_v2>(4), p2 = std::vector<lmvPyramidLevel_v2>(4);
     std::vector<float32_t> xy, out;
     std::vector<int32_t> status;
@@ -54,6 +54,20 @@ struct Tracking {
         form(f1.data(), f2.data(), w, h, w, p1.data(), p2.data(), xy.data(), nullptr, out.data(), status.data(), 1000,
              window, window, 4, 2, 30, 0.0009f, 0);
     }
+    // Mean distance from the true motion of the points tracked.
+    static double meanError(const std::vector<float32_t>& from, const std::vector<float32_t>& to,
+                            const std::vector<bool>& tracked)
+    {
+        double sum = 0;
+        int n = 0;
+        for (size_t i = 0; i < tracked.size(); ++i)
+            if (tracked[i]) {
+                sum += std::hypot(to[2 * i] - from[2 * i] - kMotionX, to[2 * i + 1] - from[2 * i + 1] - kMotionY);
+                ++n;
+            }
+        return n ? sum / n : 0;
+    }
+    static constexpr double kMotionX = 2.3, kMotionY = -1.6;
 };
 
 void registerTrack()
@@ -77,6 +91,29 @@ void registerTrack()
     add("LK1000_7x7", "opencv", [cvTrack] { cvTrack(7); });
     add("LK1000_21x21", "opencv", [cvTrack] { cvTrack(21); });
 #endif
+    for (int window : {7, 21}) {
+        t.track(lmvTrackLKOpticalFlowu8_v3V, window);
+        std::vector<bool> tracked(t.status.size());
+        for (size_t i = 0; i < tracked.size(); ++i) tracked[i] = t.status[i] == 1;
+        std::printf("LK %dx%d mean error against the true motion: %.4f px", window, window,
+                    Tracking::meanError(t.xy, t.out, tracked));
+#ifdef LUMIVA_WITH_OPENCV
+        std::vector<uchar> st;
+        std::vector<float> err;
+        cv::calcOpticalFlowPyrLK(cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f1.data()),
+                                 cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f2.data()), prev, next, st, err,
+                                 cv::Size(window, window), 3,
+                                 cv::TermCriteria(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 30, 0.03));
+        std::vector<float32_t> theirs;
+        for (size_t i = 0; i < next.size(); ++i) {
+            theirs.insert(theirs.end(), {next[i].x, next[i].y});
+            tracked[i] = tracked[i] && st[i];
+        }
+        std::printf(" (OpenCV on the points both track: %.4f px, lumiva %.4f px)",
+                    Tracking::meanError(t.xy, theirs, tracked), Tracking::meanError(t.xy, t.out, tracked));
+#endif
+        std::printf("\n");
+    }
 }
 
 struct Descriptors {

@@ -157,3 +157,63 @@ TEST(LucasKanadeForms, SimdTracksToTheSameBits)
 }
 
 }  // namespace
+
+namespace {
+
+// The SIMD inner loops against the reference ones, bit for bit, over the widths where their
+// blocks, overlapping last blocks, masks and narrow fallbacks change, at positions inside
+// the image and across each edge, with the horizontal fraction at its 0.0001 floor too.
+TEST(LucasKanadeForms, SimdKernelsMatchTheReferenceBitForBit)
+{
+    const ILMV_LK_KERNELS& c = ilmvLKKernelsC();
+    const ILMV_LK_KERNELS& v = ilmvLKKernelsV();
+    auto same = [](const std::vector<float32_t>& a, const std::vector<float32_t>& b) {
+        return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(float32_t)) == 0);
+    };
+    const uint32_t w = 48, h = 40;
+    for (uint32_t stride : {w, w + 5}) {
+        // A tight buffer for the first stride, so that a read past the last pixel is caught.
+        Bytes image(size_t(stride) * (h - 1) + w);
+        for (size_t i = 0; i < image.size(); ++i) image[i] = uint8_t((i * 2654435761u) >> 24);
+        for (int dw = 1; dw <= 27; ++dw)
+            for (int dh : {1, 2, 5, 11}) {
+                // The last window reaches the bottom-right pixel without crossing the edges.
+                const float32_t centres[][2] = {{20.3f, 17.6f}, {24.0f, 20.0f},  {0.7f, 19.2f},
+                                                {46.9f, 11.5f}, {23.2f, 0.4f},   {12.8f, 39.3f},
+                                                {-3.6f, -2.2f}, {50.1f, 43.7f},
+                                                {float32_t(int(w) - 1 - dw) + (dw - 1) * 0.5f + 0.3f,
+                                                 float32_t(int(h) - 1 - dh) + (dh - 1) * 0.5f + 0.6f}};
+                std::vector<float32_t> a(size_t(dw) * dh), b(a.size());
+                for (const auto& centre : centres) {
+                    ASSERT_EQ(0, c.subPix(image.data(), w, h, stride, a.data(), dw, dh, centre[0], centre[1]));
+                    ASSERT_EQ(0, v.subPix(image.data(), w, h, stride, b.data(), dw, dh, centre[0], centre[1]));
+                    ASSERT_TRUE(same(a, b)) << dw << "x" << dh << " at " << centre[0] << "," << centre[1];
+                }
+            }
+    }
+    const uint8_t pixel = 0;
+    EXPECT_EQ(-1, v.subPix(&pixel, 1, 1, 1, nullptr, 0, 3, 0, 0));
+
+    std::vector<float32_t> noise(64 * 16);
+    for (size_t i = 0; i < noise.size(); ++i) noise[i] = float32_t(int((i * 2246822519u) >> 20) % 509 - 254) / 7.0f;
+    for (int pw = 1; pw <= 27; ++pw)
+        for (int ph : {1, 3, 7}) {
+            float32_t g1[3], g2[3], m1[2], m2[2];
+            c.gradientSums(noise.data(), noise.data() + 5, 31, pw, ph, g1);
+            v.gradientSums(noise.data(), noise.data() + 5, 31, pw, ph, g2);
+            c.mismatchSums(noise.data() + 1, 33, noise.data() + 300, pw, noise.data() + 2, noise.data() + 7, 31, pw, ph, m1);
+            v.mismatchSums(noise.data() + 1, 33, noise.data() + 300, pw, noise.data() + 2, noise.data() + 7, 31, pw, ph, m2);
+            ASSERT_EQ(0, std::memcmp(g1, g2, sizeof g1)) << pw << "x" << ph;
+            ASSERT_EQ(0, std::memcmp(m1, m2, sizeof m1)) << pw << "x" << ph;
+        }
+    for (int pw = 3; pw <= 27; ++pw)
+        for (int ph : {2, 3, 4, 9}) {
+            const size_t n = size_t(pw - 2) * size_t(ph > 2 ? ph - 2 : 0);
+            std::vector<float32_t> ix1(n), iy1(n), ix2(n), iy2(n), work(2 * size_t(pw));
+            c.ixIy(noise.data(), ix1.data(), iy1.data(), work.data(), pw, ph);
+            v.ixIy(noise.data(), ix2.data(), iy2.data(), work.data(), pw, ph);
+            ASSERT_TRUE(same(ix1, ix2) && same(iy1, iy2)) << pw << "x" << ph;
+        }
+}
+
+}  // namespace
