@@ -137,65 +137,87 @@ void mismatchSumsV(const float32_t* p1, int p1Stride, const float32_t* p2, int p
     out[1] = lanesTotal(sy);
 }
 
-// getRectSubPix, one output row at a time. Output j > 0 of a row is the reference's
-// t(j) + t(j-1) * (1-a) / a with the same roundings, so four of them take the terms of
-// columns j-1 .. j+2 and j .. j+3 and one lane-wise division; output 0 adds the row's
-// first carry. Terms move along the row in registers; the row's last outputs come from a
-// block that may overlap its neighbour.
-struct SubPixRow {
+// getRectSubPix, K output rows at a time from K + 1 image rows, each image row converted to
+// floats once for the output rows on both sides of it. Output j > 0 of a row is the
+// reference's t(j) + t(j-1) * (1-a) / a with the same roundings, so four of them take the
+// terms of columns j-1 .. j+2 and j .. j+3 and one lane-wise division; output 0 adds the
+// row's first carry. Terms move along the row in registers; the row's last outputs come
+// from a block that may overlap its neighbour.
+struct SubPixRows {
     float32_t a, b, w10, w11;  // a(1-b), ab
     float32x4_t vw10, vw11, vkeep, va;
 
-    SubPixRow(float32_t a, float32_t b)
+    SubPixRows(float32_t a, float32_t b)
         : a(a), b(b), w10(a * (1 - b)), w11(a * b), vw10(vdupq_n_f32(w10)), vw11(vdupq_n_f32(w11)),
           vkeep(vdupq_n_f32(1 - a)), va(vdupq_n_f32(a))
     {
     }
-    // t of the four columns whose pixels start at top and bottom.
+    // t of four columns from the pixels above and below, as floats.
     float32x4_t termsOf(float32x4_t top, float32x4_t bottom) const
     {
         return vaddq_f32(vmulq_f32(vw10, top), vmulq_f32(vw11, bottom));
-    }
-    float32x4_t terms(const uint8_t* top, const uint8_t* bottom) const
-    {
-        return termsOf(fourBytesAsFloats(top), fourBytesAsFloats(bottom));
     }
     // Outputs j .. j+3 from the terms of columns j-1 .. j+2 and j .. j+3.
     float32x4_t outputs(float32x4_t before, float32x4_t at) const
     {
         return vaddq_f32(divide(vmulq_f32(before, vkeep), va), at);
     }
-    // One row of w >= 5 outputs from the w + 1 pixels of two image rows.
-    void sample(const uint8_t* p0, const uint8_t* p1, float32_t* out, int w) const
+
+    // The terms of the four columns from `offset` in each of the K output rows.
+    template <int K>
+    void terms(const uint8_t* const (&p)[K + 1], int offset, float32x4_t (&t)[K]) const
+    {
+        float32x4_t f[K + 1];
+        for (int i = 0; i <= K; ++i) f[i] = fourBytesAsFloats(p[i] + offset);
+        for (int k = 0; k < K; ++k) t[k] = termsOf(f[k], f[k + 1]);
+    }
+
+    // K rows of w >= 5 outputs from the w + 1 pixels of K + 1 image rows.
+    template <int K>
+    void sample(const uint8_t* const (&p)[K + 1], float32_t* const (&out)[K], int w) const
     {
         const int last = w - 4;  // the first output of the final block
-        float32x4_t t = terms(p0 + 1, p1 + 1);  // columns 0 .. 3
-        out[0] = (1 - a) * ((1 - b) * float32_t(p0[0]) + b * float32_t(p1[0])) + vgetq_lane_f32(t, 0);
+        float32x4_t t[K], next[K];
+        terms<K>(p, 1, t);  // columns 0 .. 3
+        float32_t first[K + 1];
+        for (int i = 0; i <= K; ++i) first[i] = float32_t(p[i][0]);
+        for (int k = 0; k < K; ++k)
+            out[k][0] = (1 - a) * ((1 - b) * first[k] + b * first[k + 1]) + vgetq_lane_f32(t[k], 0);
         int j = 1;
         for (; j + 11 <= w; j += 8) {
-            const float32x4x2_t top = eightBytesAsFloats(p0 + j + 4), bottom = eightBytesAsFloats(p1 + j + 4);
-            const float32x4_t next = termsOf(top.val[0], bottom.val[0]), after = termsOf(top.val[1], bottom.val[1]);
-            vst1q_f32(out + j, outputs(t, vextq_f32(t, next, 1)));
-            vst1q_f32(out + j + 4, outputs(next, vextq_f32(next, after, 1)));
-            t = after;
+            float32x4x2_t f[K + 1];
+            for (int i = 0; i <= K; ++i) f[i] = eightBytesAsFloats(p[i] + j + 4);
+            for (int k = 0; k < K; ++k) {
+                const float32x4_t n = termsOf(f[k].val[0], f[k + 1].val[0]), after = termsOf(f[k].val[1], f[k + 1].val[1]);
+                vst1q_f32(out[k] + j, outputs(t[k], vextq_f32(t[k], n, 1)));
+                vst1q_f32(out[k] + j + 4, outputs(n, vextq_f32(n, after, 1)));
+                t[k] = after;
+            }
         }
         for (; j + 7 <= w; j += 4) {
-            const float32x4_t next = terms(p0 + j + 4, p1 + j + 4);  // columns j+3 .. j+6
-            vst1q_f32(out + j, outputs(t, vextq_f32(t, next, 1)));
-            t = next;
+            terms<K>(p, j + 4, next);  // columns j+3 .. j+6
+            for (int k = 0; k < K; ++k) {
+                vst1q_f32(out[k] + j, outputs(t[k], vextq_f32(t[k], next[k], 1)));
+                t[k] = next[k];
+            }
         }
         if (j <= last) {
-            vst1q_f32(out + j, outputs(t, terms(p0 + j + 1, p1 + j + 1)));
+            terms<K>(p, j + 1, next);
+            for (int k = 0; k < K; ++k) vst1q_f32(out[k] + j, outputs(t[k], next[k]));
             j += 4;
         }
-        if (j < w) vst1q_f32(out + last, outputs(terms(p0 + last, p1 + last), terms(p0 + last + 1, p1 + last + 1)));
+        if (j < w) {
+            terms<K>(p, last, t);
+            terms<K>(p, last + 1, next);
+            for (int k = 0; k < K; ++k) vst1q_f32(out[k] + last, outputs(t[k], next[k]));
+        }
     }
 };
 
 // Rows past the top or bottom take the edge row, and where the window crosses the left or
-// right edge the two rows are first copied with their edge pixels repeated: the same
-// pixels the reference reads through its clamps. Windows narrower than five, or too wide
-// for the copies, take the reference routine.
+// right edge the rows are first copied with their edge pixels repeated: the same pixels
+// the reference reads through its clamps. Windows narrower than five, or too wide for the
+// copies, take the reference routine.
 int subPixV(const uint8_t* image, uint32_t width, uint32_t height, uint32_t stride, float32_t* dst, int dstW,
             int dstH, float32_t cx, float32_t cy)
 {
@@ -204,21 +226,26 @@ int subPixV(const uint8_t* image, uint32_t width, uint32_t height, uint32_t stri
     const float32_t x0 = cx - (dstW - 1) * 0.5f, y0 = cy - (dstH - 1) * 0.5f;
     const float32_t fx = std::floor(x0), fy = std::floor(y0);
     const int ix = static_cast<int>(fx), iy = static_cast<int>(fy);
-    const SubPixRow k(std::max(x0 - fx, 0.0001f), y0 - fy);
+    const SubPixRows k(std::max(x0 - fx, 0.0001f), y0 - fy);
     const bool columnsInside = ix >= 0 && ix + dstW < int(width);
-    uint8_t copies[2][kWidest];
-    auto row = [&](int r) { return image + size_t(std::clamp(r, 0, int(height) - 1)) * stride; };
-    auto edgeCopy = [&](const uint8_t* src, uint8_t* copy) {
-        for (int c = 0; c <= dstW; ++c) copy[c] = src[std::clamp(ix + c, 0, int(width) - 1)];
-        return copy;
+    uint8_t copies[3][kWidest];
+    // Image row r from the window's first column, edges repeated.
+    auto row = [&](int r, int copy) -> const uint8_t* {
+        const uint8_t* src = image + size_t(std::clamp(r, 0, int(height) - 1)) * stride;
+        if (columnsInside) return src + ix;
+        for (int c = 0; c <= dstW; ++c) copies[copy][c] = src[std::clamp(ix + c, 0, int(width) - 1)];
+        return copies[copy];
     };
-    for (int r = 0; r < dstH; ++r) {
-        const uint8_t* p0 = row(iy + r);
-        const uint8_t* p1 = row(iy + r + 1);
-        if (columnsInside)
-            k.sample(p0 + ix, p1 + ix, dst + r * dstW, dstW);
-        else
-            k.sample(edgeCopy(p0, copies[0]), edgeCopy(p1, copies[1]), dst + r * dstW, dstW);
+    int r = 0;
+    for (; r + 2 <= dstH; r += 2) {
+        const uint8_t* const p[3] = {row(iy + r, 0), row(iy + r + 1, 1), row(iy + r + 2, 2)};
+        float32_t* const out[2] = {dst + r * dstW, dst + (r + 1) * dstW};
+        k.sample<2>(p, out, dstW);
+    }
+    if (r < dstH) {
+        const uint8_t* const p[2] = {row(iy + r, 0), row(iy + r + 1, 1)};
+        float32_t* const out[1] = {dst + r * dstW};
+        k.sample<1>(p, out, dstW);
     }
     return 0;
 }
