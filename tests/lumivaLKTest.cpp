@@ -70,6 +70,82 @@ TEST_F(LucasKanade, RecoversASubPixelTranslation)
     EXPECT_LT(error, 0.05);
 }
 
+// A small rotation and scaling about the centre plus a shift: every window moves a little
+// differently, and each feature should land where the motion takes it.
+TEST_F(LucasKanade, FollowsASmallAffineMotion)
+{
+    const uint32_t w = 160, h = 128;
+    const double angle = 0.01, zoom = 1.008, tx = 1.6, ty = 0.9, cx = w / 2.0, cy = h / 2.0;
+    const double m00 = zoom * std::cos(angle), m01 = -zoom * std::sin(angle), m10 = -m01, m11 = m00;
+    auto moved = [&](double x, double y) {
+        return std::pair{m00 * (x - cx) + m01 * (y - cy) + cx + tx, m10 * (x - cx) + m11 * (y - cy) + cy + ty};
+    };
+    Bytes f1 = scene(w, h, 0, 0), f2(w * h);
+    const double det = m00 * m11 - m01 * m10;
+    for (uint32_t y = 0; y < h; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+            // The second frame shows at (x, y) what the first showed at the motion's inverse.
+            const double u = x - cx - tx, v = y - cy - ty;
+            const double sx = (m11 * u - m01 * v) / det + cx, sy = (-m10 * u + m00 * v) / det + cy;
+            f2[y * w + x] = scene(1, 1, -sx, -sy)[0];
+        }
+    Pyramids p(f1, f2, w, h, 3);
+    std::vector<float32_t> xy;
+    for (float32_t y = 28; y < h - 28; y += 12)
+        for (float32_t x = 28; x < w - 28; x += 12) xy.insert(xy.end(), {x, y});
+    const int32_t n = int32_t(xy.size() / 2);
+    std::vector<float32_t> out(xy.size());
+    std::vector<int32_t> status(n, 0);
+    lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, out.data(),
+                               status.data(), n, 11, 11, 3, 2, 30, 0.0001f, 0);
+    double error = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        ASSERT_EQ(1, status[i]) << i;
+        const auto [ex, ey] = moved(xy[2 * i], xy[2 * i + 1]);
+        error += std::hypot(out[2 * i] - ex, out[2 * i + 1] - ey);
+    }
+    error /= n;
+    std::printf("mean tracking error under affine motion %.4f px over %d features\n", error, n);
+    EXPECT_LT(error, 0.1);
+}
+
+// The termination parameters: counts clamp to 1..100, the step bound to 0..10, and the
+// criteria choice overrides the other parameter.
+TEST(LucasKanadeTermination, ClampsAndOverrides)
+{
+    struct Case {
+        int32_t criteria, maxIterations;
+        float32_t maxEpsilon;
+        int iterations;
+        float32_t epsilon;
+    };
+    const Case cases[] = {
+        {2, 20, 0.25f, 20, 0.25f},   {2, 0, 0.25f, 1, 0.25f},     {2, -7, 0.25f, 1, 0.25f},
+        {2, 100, 0.25f, 100, 0.25f}, {2, 1000, 0.25f, 100, 0.25f}, {2, 20, 50.0f, 20, 10.0f},
+        {2, 20, -1.0f, 20, 0.0f},    {0, 20, 5.0f, 20, 0.0009f},  {0, 500, 5.0f, 100, 0.0009f},
+        {1, 5, 0.25f, 30, 0.25f},    {1, 5, 12.0f, 30, 10.0f},    {7, 5, 0.25f, 5, 0.25f},
+    };
+    for (const Case& c : cases) {
+        const ILMV_LK_TERMINATION stop = ilmvLKTermination(c.criteria, c.maxIterations, c.maxEpsilon);
+        EXPECT_EQ(c.iterations, stop.iterations) << c.criteria << " " << c.maxIterations << " " << c.maxEpsilon;
+        EXPECT_EQ(c.epsilon, stop.epsilon) << c.criteria << " " << c.maxIterations << " " << c.maxEpsilon;
+    }
+    // And the engine follows them: one step lands elsewhere than two.
+    const uint32_t w = 96, h = 80;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, 1.6, -1.2);
+    Pyramids p(f1, f2, w, h, 1);
+    const std::vector<float32_t> xy = {30.0f, 30.0f, 50.5f, 41.25f};
+    auto track = [&](int32_t iterations) {
+        std::vector<float32_t> out(xy.size());
+        std::vector<int32_t> status(2);
+        lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr,
+                                   out.data(), status.data(), 2, 9, 9, 1, 2, iterations, 0.0f, 0);
+        return out;
+    };
+    EXPECT_NE(track(1), track(2));
+    EXPECT_EQ(track(0), track(1));
+}
+
 TEST_F(LucasKanade, BorderTexturelessAndPreconditions)
 {
     const uint32_t w = 96, h = 80;

@@ -36,6 +36,14 @@ struct ILMV_LK_KERNELS {
 const ILMV_LK_KERNELS& ilmvLKKernelsC();
 const ILMV_LK_KERNELS& ilmvLKKernelsV();
 
+// When the engine stops iterating a feature: after `iterations` steps, or at a step whose
+// squared length is below `epsilon`.
+struct ILMV_LK_TERMINATION {
+    int iterations;
+    float32_t epsilon;
+};
+ILMV_LK_TERMINATION ilmvLKTermination(int32_t termCriteria, int32_t maxIterations, float32_t maxEpsilon);
+
 // Bytes of scratch the engine needs.
 size_t ilmvLKScratchSize(int windowWidth, int windowHeight, int nPyramidLevels);
 

@@ -146,6 +146,14 @@ const ILMV_LK_KERNELS& ilmvLKKernelsC()
     return kernels;
 }
 
+ILMV_LK_TERMINATION ilmvLKTermination(int32_t termCriteria, int32_t maxIterations, float32_t maxEpsilon)
+{
+    ILMV_LK_TERMINATION stop{std::clamp(maxIterations, 1, 100), std::clamp(maxEpsilon, 0.0f, 10.0f)};
+    if (termCriteria == 0) stop.epsilon = 0.0009f;  // iterations only
+    if (termCriteria == 1) stop.iterations = 30;    // epsilon only
+    return stop;
+}
+
 size_t ilmvLKScratchSize(int windowWidth, int windowHeight, int nPyramidLevels)
 {
     const size_t pw = 2 * size_t(windowWidth >> 1) + 1, ph = 2 * size_t(windowHeight >> 1) + 1;
@@ -178,10 +186,9 @@ void lkOpticalFlow_v3(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const
     for (int32_t i = 0; i < featureLen; ++i) featureStatus[i] = 1;
     if (nPyramidLevels < 1) return;
 
-    float32_t eps = std::clamp(maxEpsilon, 0.0f, 10.0f);
-    int iterations = std::clamp(maxIterations, 1, 100);
-    if (termCriteria == 0) eps = 0.0009f;
-    if (termCriteria == 1) iterations = 30;
+    const ILMV_LK_TERMINATION stop = ilmvLKTermination(termCriteria, maxIterations, maxEpsilon);
+    const float32_t eps = stop.epsilon;
+    const int iterations = stop.iterations;
 
     // The patch buffers follow the level tables in the scratch block.
     float32_t* patch1 = reinterpret_cast<float32_t*>(static_cast<uint8_t*>(scratch) + (2 * sizeof(void*) + 4) * size_t(nPyramidLevels));
