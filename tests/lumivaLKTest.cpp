@@ -111,7 +111,7 @@ TEST_F(LucasKanade, FollowsASmallAffineMotion)
 
 // The termination parameters: counts clamp to 1..100, the step bound to 0..10, and the
 // criteria choice overrides the other parameter.
-TEST(LucasKanadeTermination, ClampsAndOverrides)
+TEST_F(LucasKanade, TerminationClampsAndOverrides)
 {
     struct Case {
         int32_t criteria, maxIterations;
