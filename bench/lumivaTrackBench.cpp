@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 namespace {
 
@@ -78,18 +79,32 @@ void registerTrack()
     add("LK1000_21x21", "reference", [] { t.track(lmvTrackLKOpticalFlowu8_v3C, 21); });
     add("LK1000_21x21", "simd", [] { t.track(lmvTrackLKOpticalFlowu8_v3V, 21); });
 #ifdef LUMIVA_WITH_OPENCV
+    // OpenCV gets its pyramids built beforehand too (images only: like the engine, it
+    // derives its gradients inside the call).
     static std::vector<cv::Point2f> prev, next;
     for (size_t i = 0; i < t.xy.size(); i += 2) prev.push_back({t.xy[i], t.xy[i + 1]});
-    auto cvTrack = [](int window) {
-        std::vector<uchar> st;
+    static std::map<int, std::pair<std::vector<cv::Mat>, std::vector<cv::Mat>>> pyramids;
+    for (int window : {7, 21}) {
+        auto& [a, b] = pyramids[window];
+        cv::buildOpticalFlowPyramid(cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f1.data()), a, cv::Size(window, window), 3,
+                                    false);
+        cv::buildOpticalFlowPyramid(cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f2.data()), b, cv::Size(window, window), 3,
+                                    false);
+    }
+    static auto cvTrack = [](int window, std::vector<uchar>& st) {
         std::vector<float> err;
-        cv::calcOpticalFlowPyrLK(cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f1.data()),
-                                 cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f2.data()), prev, next, st, err,
+        cv::calcOpticalFlowPyrLK(pyramids[window].first, pyramids[window].second, prev, next, st, err,
                                  cv::Size(window, window), 3,
                                  cv::TermCriteria(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 30, 0.03));
     };
-    add("LK1000_7x7", "opencv", [cvTrack] { cvTrack(7); });
-    add("LK1000_21x21", "opencv", [cvTrack] { cvTrack(21); });
+    add("LK1000_7x7", "opencv", [] {
+        std::vector<uchar> st;
+        cvTrack(7, st);
+    });
+    add("LK1000_21x21", "opencv", [] {
+        std::vector<uchar> st;
+        cvTrack(21, st);
+    });
 #endif
     for (int window : {7, 21}) {
         t.track(lmvTrackLKOpticalFlowu8_v3V, window);
@@ -99,11 +114,7 @@ void registerTrack()
                     Tracking::meanError(t.xy, t.out, tracked));
 #ifdef LUMIVA_WITH_OPENCV
         std::vector<uchar> st;
-        std::vector<float> err;
-        cv::calcOpticalFlowPyrLK(cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f1.data()),
-                                 cv::Mat(int(t.h), int(t.w), CV_8UC1, t.f2.data()), prev, next, st, err,
-                                 cv::Size(window, window), 3,
-                                 cv::TermCriteria(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 30, 0.03));
+        cvTrack(window, st);
         std::vector<float32_t> theirs;
         for (size_t i = 0; i < next.size(); ++i) {
             theirs.insert(theirs.end(), {next[i].x, next[i].y});
