@@ -184,6 +184,30 @@ TEST_F(LucasKanade, BorderTexturelessAndPreconditions)
               log.lines().at(0).text);
 }
 
+// Positions no window can hold, not-a-number included, are outside the image: -4, and
+// their outputs stay where they started.
+TEST_F(LucasKanade, PositionsBeyondAnyWindowAreOutside)
+{
+    const uint32_t w = 64, h = 48;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, 0.5, 0.5);
+    Pyramids p(f1, f2, w, h, 2);
+    const float32_t nan = std::nanf(""), huge = 3e9f;
+    const std::vector<float32_t> xy = {nan, 20.0f, 30.0f, -huge, huge, huge, 30.0f, 20.0f};
+    for (bool initial : {false, true}) {
+        // With an initial estimate the first frame's points are fine but the estimates are not.
+        const std::vector<float32_t> start = initial ? std::vector<float32_t>{30.0f, 20.0f, 31.0f, 21.0f, 32.0f, 22.0f, 30.0f, 20.0f} : xy;
+        const std::vector<float32_t>& estimate = initial ? xy : start;
+        std::vector<float32_t> out(8);
+        std::vector<int32_t> status(4);
+        lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), start.data(),
+                                   estimate.data(), out.data(), status.data(), 4, 7, 7, 2, 2, 20, 0.0001f, initial);
+        EXPECT_EQ(-4, status[0]);
+        EXPECT_EQ(-4, status[1]);
+        EXPECT_EQ(-4, status[2]);
+        EXPECT_EQ(1, status[3]);
+    }
+}
+
 TEST_F(LucasKanade, OldestFormCopiesTheLevelRecords)
 {
     const uint32_t w = 96, h = 64;

@@ -79,6 +79,10 @@ struct Span {
 
 Span windowAt(float32_t x, float32_t y, int hw, int hh, int pw, int ph, int lw, int lh)
 {
+    // A position beyond any image, or not a number, has no pixels in its window; the test
+    // also keeps the conversions below in the range of int.
+    constexpr float32_t kFar = 1 << 30;
+    if (!(std::fabs(x) < kFar && std::fabs(y) < kFar)) return {0, 0, 0, 0};
     const int ix = static_cast<int>(std::floor(x)) - hw, iy = static_cast<int>(std::floor(y)) - hh;
     return {std::max(0, -ix), std::min(lw - ix, pw), std::max(0, -iy), std::min(lh - iy, ph)};
 }
