@@ -208,6 +208,29 @@ TEST_F(LucasKanade, PositionsBeyondAnyWindowAreOutside)
     }
 }
 
+// Windows whose scratch could never be allocated, or whose size does not even fit the
+// size type, are refused like any failed precondition: no status written.
+TEST_F(LucasKanade, WindowsBeyondAnyScratchAreRefused)
+{
+    const uint32_t w = 64, h = 48;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, 0.5, 0.5);
+    Pyramids p(f1, f2, w, h, 2);
+    const std::vector<float32_t> xy = {30.0f, 20.0f};
+    const int32_t biggest = 0x7fffffff;
+    for (auto [ww, wh] : {std::pair{biggest, biggest}, std::pair{biggest, 7}, std::pair{7, (1 << 21) + 1}}) {
+        std::vector<float32_t> out(2, -1.0f), out2(2, -1.0f);
+        std::vector<int32_t> status(1, 9), status2(1, 9);
+        lmvTrackLKOpticalFlowu8_v2(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), out.data(),
+                                   status.data(), 1, ww, wh, 20, 2);
+        lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr,
+                                   out2.data(), status2.data(), 1, ww, wh, 2, 2, 20, 0.01f, 0);
+        EXPECT_EQ(9, status[0]) << ww << "x" << wh;
+        EXPECT_EQ(9, status2[0]) << ww << "x" << wh;
+        EXPECT_EQ(xy, out);
+        EXPECT_EQ(xy, out2);
+    }
+}
+
 TEST_F(LucasKanade, OldestFormCopiesTheLevelRecords)
 {
     const uint32_t w = 96, h = 64;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -160,9 +161,14 @@ ILMV_LK_TERMINATION ilmvLKTermination(int32_t termCriteria, int32_t maxIteration
 
 size_t ilmvLKScratchSize(int windowWidth, int windowHeight, int nPyramidLevels)
 {
-    const size_t pw = 2 * size_t(windowWidth >> 1) + 1, ph = 2 * size_t(windowHeight >> 1) + 1;
+    const uint64_t pw = 2 * uint64_t(std::max(windowWidth >> 1, 0)) + 1, ph = 2 * uint64_t(std::max(windowHeight >> 1, 0)) + 1;
+    // A side beyond a million pixels could never be allocated; saying so here also keeps
+    // the arithmetic below from wrapping.
+    constexpr uint64_t kWidest = uint64_t(1) << 20;
+    if (pw > kWidest || ph > kWidest) return SIZE_MAX;
     // Two level pointers and a scale per level, then the patches and gradients.
-    return (3 * pw * ph + (pw + 2) * (ph + 2)) * 4 + (2 * sizeof(void*) + 4) * size_t(std::max(nPyramidLevels, 0));
+    const uint64_t bytes = (3 * pw * ph + (pw + 2) * (ph + 2)) * 4 + (2 * sizeof(void*) + 4) * uint64_t(std::max(nPyramidLevels, 0));
+    return bytes < SIZE_MAX ? size_t(bytes) : SIZE_MAX;
 }
 
 void lkOpticalFlow_v3(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const uint8_t* src2, uint32_t width, uint32_t height, uint32_t stride,
@@ -286,8 +292,11 @@ void ilmvTrackLK_v2(const ILMV_LK_KERNELS& kernels, const uint8_t* src1, const u
     const float32_t* start = useInitialEstimate && estimate ? estimate : featureXY;
     if (start && featureXY_out && featureLen > 0)
         std::memmove(featureXY_out, start, sizeof(float32_t) * 2 * size_t(featureLen));
+    // A scratch size that cannot exist is not asked for; the engine then refuses to run.
     const size_t size = ilmvLKScratchSize(windowWidth, windowHeight, nPyramidLevels);
-    void* scratch = fromPool ? local_lmvGetScratchBufferAligned(size, 16) : lmvMemAlign(size, 16);
+    void* scratch = size == SIZE_MAX      ? nullptr
+                    : fromPool            ? local_lmvGetScratchBufferAligned(size, 16)
+                                          : lmvMemAlign(size, 16);
     lkOpticalFlow_v3(kernels, src1, src2, width, height, stride, src1Pyr, src2Pyr, featureXY, featureXY_out, featureStatus,
                      featureLen, windowWidth, windowHeight, nPyramidLevels, termCriteria, maxIterations, maxEpsilon,
                      scratch, scratch ? size : 0);
