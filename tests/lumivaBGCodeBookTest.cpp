@@ -146,3 +146,25 @@ TEST_F(CodeBook, RulesLogTheirText)
 }
 
 }  // namespace
+
+namespace {
+
+// Frames larger than the model: the pixels it has no lists for learn nothing, stay
+// foreground and are counted so; nothing is written past the model's map.
+TEST_F(CodeBook, FramesLargerThanTheModelKeepToItsMap)
+{
+    const uint32_t bigW = w + 9, bigH = h + 5;
+    Bytes big(3 * bigW * bigH, 80), mask(bigW * bigH, 1);
+    int32_t t = 0;
+    lmvBGCodeBookUpdateu8(model, big.data(), bigW, bigH, 0, nullptr, 0, map, &t);
+    uint32_t count = 0;
+    lmvBGCodeBookDiffu8(model, big.data(), bigW, bigH, 0, mask.data(), 0, map, &count);
+    EXPECT_EQ(bigW * bigH - w * h, count);
+    EXPECT_EQ(0, mask[(h - 1) * bigW + w - 1]);
+    EXPECT_EQ(255, mask[(h - 1) * bigW + w]);
+    EXPECT_EQ(255, mask[h * bigW]);
+    lmvBGCodeBookClearStaleu8(model, -1, mask.data(), bigW, bigH, 0, map);
+    EXPECT_EQ(1u, listLength(w - 1, h - 1));  // background there: the mask kept it
+}
+
+}  // namespace

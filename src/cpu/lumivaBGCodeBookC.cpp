@@ -162,8 +162,9 @@ void ilmvCodeBookUpdate(lmvBGCodeBookModel* m, const uint8_t* src, uint32_t widt
     *updateTime = ++m->t;
     if (!srcStride) srcStride = width * 3;
     if (!maskStride) maskStride = width;
-    for (uint32_t y = 0; y < height; ++y)
-        for (uint32_t x = 0; x < width; ++x) {
+    // Pixels beyond the model have no lists to learn into.
+    for (uint32_t y = 0; y < std::min(height, m->height); ++y)
+        for (uint32_t x = 0; x < std::min(width, m->width); ++x) {
             if (fgMask && !fgMask[size_t(y) * maskStride + x]) continue;  // learning only where allowed
             learnPixel(*m, src + size_t(y) * srcStride + 3 * x, map[size_t(y) * m->width + x]);
         }
@@ -180,7 +181,9 @@ void ilmvCodeBookDiff(lmvBGCodeBookModel* m, const uint8_t* src, uint32_t width,
             const uint8_t* p = src + size_t(y) * srcStride + 3 * x;
             uint8_t& out = fgMask[size_t(y) * maskStride + x];
             out = 255;
-            for (const lmvBGCodeWord* w = map[size_t(y) * m->width + x]; w; w = w->next) {
+            // Pixels beyond the model have an empty list: foreground.
+            const bool modelled = x < m->width && y < m->height;
+            for (const lmvBGCodeWord* w = modelled ? map[size_t(y) * m->width + x] : nullptr; w; w = w->next) {
                 bool covered = true;
                 for (int c = 0; c < 3 && covered; ++c)
                     covered = int(w->boxMin[c]) - m->modMin[c] <= p[c] && p[c] <= int(w->boxMax[c]) + m->modMax[c];
@@ -198,8 +201,8 @@ void ilmvCodeBookClearStale(lmvBGCodeBookModel* m, int32_t staleThresh, const ui
                             uint32_t height, uint32_t maskStride, lmvBGCodeWord** map)
 {
     if (!maskStride) maskStride = width;
-    for (uint32_t y = 0; y < height; ++y)
-        for (uint32_t x = 0; x < width; ++x) {
+    for (uint32_t y = 0; y < std::min(height, m->height); ++y)
+        for (uint32_t x = 0; x < std::min(width, m->width); ++x) {
             if (!fgMask[size_t(y) * maskStride + x]) continue;
             lmvBGCodeWord** link = &map[size_t(y) * m->width + x];
             while (lmvBGCodeWord* w = *link) {
