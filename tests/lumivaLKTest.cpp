@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <vector>
 
 namespace {
@@ -337,6 +338,49 @@ TEST(LucasKanadeForms, SimdKernelsMatchTheReferenceBitForBit)
             v.ixIy(noise.data(), ix2.data(), iy2.data(), work.data(), pw, ph);
             ASSERT_TRUE(same(ix1, ix2) && same(iy1, iy2)) << pw << "x" << ph;
         }
+}
+
+}  // namespace
+
+namespace {
+
+// Random calls with hostile values mixed in: positions far away or not numbers, windows from
+// the smallest refused to wide ones, any criteria and counts, both forms. Under the
+// sanitizers this checks that nothing is read or written outside the buffers; here, that
+// every status written is one of the three and that refused calls write none.
+TEST_F(LucasKanade, RandomHostileCallsStayInTheirBuffers)
+{
+    const uint32_t w = 72, h = 56;
+    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, 1.3, -0.8);
+    Pyramids p(f1, f2, w, h, 3);
+    std::mt19937 rng(7);
+    const float32_t odd[] = {std::nanf(""), INFINITY, -INFINITY, 1e30f, -1e9f, 0.0f, -0.5f, float32_t(w), float32_t(h) - 0.01f};
+    auto coordinate = [&](float32_t limit) {
+        return rng() % 5 == 0 ? odd[rng() % (sizeof odd / sizeof odd[0])] : float32_t(rng() % 1000) / 1000.0f * limit;
+    };
+    const int32_t windows[] = {1, 3, 5, 7, 9, 13, 21, 31, 33, 63, 101};
+    for (int call = 0; call < 300; ++call) {
+        const int32_t n = 1 + int32_t(rng() % 6);
+        std::vector<float32_t> xy, estimate;
+        for (int32_t i = 0; i < n; ++i) {
+            xy.insert(xy.end(), {coordinate(float32_t(w)), coordinate(float32_t(h))});
+            estimate.insert(estimate.end(), {coordinate(float32_t(w)), coordinate(float32_t(h))});
+        }
+        std::vector<float32_t> out(xy.size());
+        std::vector<int32_t> status(size_t(n), 9);
+        const int32_t ww = windows[rng() % 11], wh = windows[rng() % 11], levels = int32_t(rng() % 4);
+        const auto form = call % 2 ? lmvTrackLKOpticalFlowu8_v3V : lmvTrackLKOpticalFlowu8_v3C;
+        form(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), estimate.data(), out.data(),
+             status.data(), n, ww, wh, levels, int32_t(rng() % 4), int32_t(rng() % 40) - 5,
+             float32_t(rng() % 100) / 50.0f - 0.5f, int32_t(rng() % 2));
+        const bool refused = ww < 5 || wh < 5;
+        for (int32_t s : status) {
+            if (refused)
+                EXPECT_EQ(9, s) << call;
+            else
+                EXPECT_TRUE(s == 1 || s == -2 || s == -4) << call << ": " << s;
+        }
+    }
 }
 
 }  // namespace
