@@ -186,26 +186,28 @@ inline float32x4_t divide(float32x4_t n, float32x4_t d)
 #endif
 }
 
-// Four bytes from p as floats, reading exactly those four bytes. Zipping with zero widens
-// in one step per size on every vector unit.
+// Bytes 0-3 and 4-7 of v as floats. Zipping with zero widens in one step per size on
+// every vector unit.
+inline float32x4x2_t lowBytesAsFloats(uint8x16_t v)
+{
+    const uint8x16_t zero = vdupq_n_u8(0);
+    const uint16x8_t halves = vreinterpretq_u16_u8(vzipq_u8(v, zero).val[0]);
+    const uint16x8x2_t words = vzipq_u16(halves, vreinterpretq_u16_u8(zero));
+    return {{vcvtq_f32_s32(vreinterpretq_s32_u16(words.val[0])), vcvtq_f32_s32(vreinterpretq_s32_u16(words.val[1]))}};
+}
+
+// Four bytes from p as floats, reading exactly those four bytes.
 inline float32x4_t fourBytesAsFloats(const uint8_t* p)
 {
     uint32_t word;
     std::memcpy(&word, p, sizeof word);
-    const uint8x16_t zero = vdupq_n_u8(0);
-    const uint8x16_t bytes = vreinterpretq_u8_u32(vsetq_lane_u32(word, vreinterpretq_u32_u8(zero), 0));
-    const uint16x8_t halves = vreinterpretq_u16_u8(vzipq_u8(bytes, zero).val[0]);
-    const uint32x4_t words = vreinterpretq_u32_u16(vzipq_u16(halves, vreinterpretq_u16_u8(zero)).val[0]);
-    return vcvtq_f32_s32(vreinterpretq_s32_u32(words));
+    return lowBytesAsFloats(vreinterpretq_u8_u32(vsetq_lane_u32(word, vdupq_n_u32(0), 0))).val[0];
 }
 
 // Eight bytes from p as two vectors of floats.
 inline float32x4x2_t eightBytesAsFloats(const uint8_t* p)
 {
-    const uint8x16_t zero = vdupq_n_u8(0);
-    const uint16x8_t halves = vreinterpretq_u16_u8(vzipq_u8(vcombine_u8(vld1_u8(p), vdup_n_u8(0)), zero).val[0]);
-    const uint16x8x2_t words = vzipq_u16(halves, vreinterpretq_u16_u8(zero));
-    return {{vcvtq_f32_s32(vreinterpretq_s32_u16(words.val[0])), vcvtq_f32_s32(vreinterpretq_s32_u16(words.val[1]))}};
+    return lowBytesAsFloats(vcombine_u8(vld1_u8(p), vdup_n_u8(0)));
 }
 
 // Lanes 0 .. n-1 set, for the last columns of a row (n = 1 .. 3).
