@@ -47,27 +47,37 @@ struct Pyramids {
 
 class LucasKanade : public TablesTest {};
 
+// Tracks a grid of points (inside a margin, `step` apart) from f1 to f2 over three levels,
+// expects every one tracked, and returns their mean distance from where `motion` takes them.
+template <class Motion>
+double gridError(const Bytes& f1, const Bytes& f2, uint32_t w, uint32_t h, float32_t margin, float32_t step,
+                 int32_t window, int32_t iterations, Motion motion)
+{
+    Pyramids p(f1, f2, w, h, 3);
+    std::vector<float32_t> xy;
+    for (float32_t y = margin; y < h - margin; y += step)
+        for (float32_t x = margin; x < w - margin; x += step) xy.insert(xy.end(), {x, y});
+    const int32_t n = int32_t(xy.size() / 2);
+    std::vector<float32_t> out(xy.size());
+    std::vector<int32_t> status(n, 0);
+    lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, out.data(),
+                               status.data(), n, window, window, 3, 2, iterations, 0.0001f, 0);
+    double error = 0;
+    for (int32_t i = 0; i < n; ++i) {
+        EXPECT_EQ(1, status[i]) << i;
+        const auto [ex, ey] = motion(xy[2 * i], xy[2 * i + 1]);
+        error += std::hypot(out[2 * i] - ex, out[2 * i + 1] - ey);
+    }
+    std::printf("mean tracking error %.4f px over %d features\n", error / n, n);
+    return error / n;
+}
+
 TEST_F(LucasKanade, RecoversASubPixelTranslation)
 {
     const uint32_t w = 160, h = 128;
     const double dx = 3.4, dy = -2.7;
-    Bytes f1 = scene(w, h, 0, 0), f2 = scene(w, h, dx, dy);
-    Pyramids p(f1, f2, w, h, 3);
-    std::vector<float32_t> xy, out;
-    for (float32_t y = 24; y < h - 24; y += 16)
-        for (float32_t x = 24; x < w - 24; x += 16) xy.insert(xy.end(), {x, y});
-    const int32_t n = int32_t(xy.size() / 2);
-    out.resize(xy.size());
-    std::vector<int32_t> status(n, 0);
-    lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, out.data(),
-                               status.data(), n, 9, 9, 3, 2, 20, 0.0001f, 0);
-    double error = 0;
-    for (int32_t i = 0; i < n; ++i) {
-        ASSERT_EQ(1, status[i]) << i;
-        error += std::hypot(out[2 * i] - xy[2 * i] - dx, out[2 * i + 1] - xy[2 * i + 1] - dy);
-    }
-    error /= n;
-    std::printf("mean tracking error %.4f px over %d features\n", error, n);
+    const double error = gridError(scene(w, h, 0, 0), scene(w, h, dx, dy), w, h, 24, 16, 9, 20,
+                                   [&](double x, double y) { return std::pair{x + dx, y + dy}; });
     EXPECT_LT(error, 0.05);
 }
 
@@ -81,7 +91,7 @@ TEST_F(LucasKanade, FollowsASmallAffineMotion)
     auto moved = [&](double x, double y) {
         return std::pair{m00 * (x - cx) + m01 * (y - cy) + cx + tx, m10 * (x - cx) + m11 * (y - cy) + cy + ty};
     };
-    Bytes f1 = scene(w, h, 0, 0), f2(w * h);
+    Bytes f2(w * h);
     const double det = m00 * m11 - m01 * m10;
     for (uint32_t y = 0; y < h; ++y)
         for (uint32_t x = 0; x < w; ++x) {
@@ -90,24 +100,7 @@ TEST_F(LucasKanade, FollowsASmallAffineMotion)
             const double sx = (m11 * u - m01 * v) / det + cx, sy = (-m10 * u + m00 * v) / det + cy;
             f2[y * w + x] = scene(1, 1, -sx, -sy)[0];
         }
-    Pyramids p(f1, f2, w, h, 3);
-    std::vector<float32_t> xy;
-    for (float32_t y = 28; y < h - 28; y += 12)
-        for (float32_t x = 28; x < w - 28; x += 12) xy.insert(xy.end(), {x, y});
-    const int32_t n = int32_t(xy.size() / 2);
-    std::vector<float32_t> out(xy.size());
-    std::vector<int32_t> status(n, 0);
-    lmvTrackLKOpticalFlowu8_v3(f1.data(), f2.data(), w, h, w, p.a.data(), p.b.data(), xy.data(), nullptr, out.data(),
-                               status.data(), n, 11, 11, 3, 2, 30, 0.0001f, 0);
-    double error = 0;
-    for (int32_t i = 0; i < n; ++i) {
-        ASSERT_EQ(1, status[i]) << i;
-        const auto [ex, ey] = moved(xy[2 * i], xy[2 * i + 1]);
-        error += std::hypot(out[2 * i] - ex, out[2 * i + 1] - ey);
-    }
-    error /= n;
-    std::printf("mean tracking error under affine motion %.4f px over %d features\n", error, n);
-    EXPECT_LT(error, 0.1);
+    EXPECT_LT(gridError(scene(w, h, 0, 0), f2, w, h, 28, 12, 11, 30, moved), 0.1);
 }
 
 // The termination parameters: counts clamp to 1..100, the step bound to 0..10, and the
