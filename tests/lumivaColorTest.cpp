@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -292,6 +293,15 @@ TEST_F(ColorDeathTest, WidthOneStopsThePairKernels)
                 ::testing::ExitedWithCode(1), "");
 }
 
+TEST_F(TablesTest, FourTwoZeroPseudoPlanarReturnsTheHeight)
+{
+    const uint32_t w = 6, h = 4;
+    Bytes rgb(3 * w * h, 90), y(w * h), c(w * h / 2);
+    for (auto form : {lmvColorRGB888ToYCbCr420PseudoPlanaru8C, lmvColorRGB888ToYCbCr420PseudoPlanaru8V})
+        EXPECT_EQ(h, form(rgb.data(), w, h, 0, y.data(), c.data(), 0, 0));
+    EXPECT_EQ(h, lmvColorRGB888ToYCbCr420PseudoPlanaru8(rgb.data(), w, h, 0, y.data(), c.data(), 0, 0));
+}
+
 TEST_F(TablesTest, OddWidthChromaRowsOfFourTwoZeroAreLeftUnwritten)
 {
     const uint32_t w = 5, h = 2;
@@ -357,6 +367,30 @@ TEST(ColorSimdMatches, BlockDecoders)
                 row.v(src.data(), w, h, b.data());
                 ASSERT_EQ(a, b) << w << "x" << h << " unit " << row.unitW << "x" << row.unitH;
             }
+}
+
+}  // namespace
+
+namespace {
+
+// Layout conversions read the resampling row pointers on every call; two threads
+// converting at once must share nothing that a call writes.
+using ColorConcurrent = TablesTest;
+
+TEST_F(ColorConcurrent, LayoutConversionsFromSeveralThreads)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t] {
+            const uint32_t w = 48, h = 8;
+            Bytes y(w * h, uint8_t(t)), c(w * h / 2, uint8_t(40 + t)), outY(w * h), outU(w * h / 4), outV(w * h / 4);
+            for (int round = 0; round < 20; ++round) {
+                lmvColorYCbCr420PseudoPlanarToYCbCr420Planaru8(y.data(), c.data(), w, h, 0, 0, outY.data(),
+                                                               outU.data(), outV.data(), 0, 0, 0);
+                ASSERT_EQ(uint8_t(40 + t), outU[round]);
+            }
+        });
+    for (auto& th : threads) th.join();
 }
 
 }  // namespace

@@ -123,6 +123,38 @@ TEST_F(EntryTest, GpuChoiceHasItsOwnRowWhateverTheChecks)
     EXPECT_EQ(1, gSeen.column);
 }
 
+template <int Column>
+void yCrCbSpy(const uint8_t*, uint32_t, uint32_t, uint32_t ss, uint8_t*, uint32_t ds)
+{
+    gSeen = {Column, gSeen.calls + 1, ss, ds};
+}
+
+// Slot 75 has two entries of its own; the older one, without strides, must apply the
+// same rows to the arguments it passes on.
+TEST_F(EntryTest, EveryEntryOfASlotAppliesItsRows)
+{
+    install(LMV_API_lmvColorRGB888toYCrCbu8, 1, yCrCbSpy<1>);
+    install(LMV_API_lmvColorRGB888toYCrCbu8, 3, yCrCbSpy<3>);
+    install(LMV_API_lmvColorRGB888toYCrCbu8, 5, yCrCbSpy<5>);
+    struct Call {
+        uint32_t idx, width, height;
+        size_t offset;
+        int expected;
+    };
+    const Call calls[] = {{LMV_IMPL_G, 16, 2, 0, 3},      {LMV_IMPL_G, 12, 2, 0, 1},
+                          {LMV_IMPL_G, 16, 2, 4, 1},      {LMV_IMPL_XC, 40, 8, 0, 1},    
+                          {LMV_IMPL_XC, 184, 144, 0, 5},  {LMV_IMPL_XC, 184, 144, 4, 1}};
+    for (const Call& c : calls) {
+        lmvImplTable[LMV_API_lmvColorRGB888toYCrCbu8] = c.idx;
+        gSeen = {};
+        lmvColorRGB888toYCrCbu8(gImage + c.offset, c.width, c.height, gImage);
+        EXPECT_EQ(c.expected, gSeen.column) << "old entry " << c.width << "x" << c.height << " +" << c.offset;
+        gSeen = {};
+        lmvColorRGB888toYCrCbu8_v2(gImage + c.offset, c.width, c.height, 0, gImage, 0);
+        EXPECT_EQ(c.expected, gSeen.column) << "_v2 " << c.width << "x" << c.height << " +" << c.offset;
+    }
+}
+
 TEST_F(EntryTest, RuntimeLogNamesTheImplementationThatRuns)
 {
     PropertyScope on("vendor.runtime.lumiva.log", "1");

@@ -530,11 +530,38 @@ LMV_EXPORT void (*chroma_up_hori_planar_)(const uint8_t*, size_t, uint8_t*) = ch
 LMV_EXPORT void (*chroma_up_hori_)(const uint8_t*, size_t, uint8_t*) = chromaUpHorizontalV;
 }
 
+namespace {
+
+// The table reaches the resamplers through the exported pointers at call time, so a caller
+// that re-points one is heard, and no call ever writes the shared table.
+void downsampleThroughPointer(const uint8_t* src, size_t n, uint8_t* dst)
+{
+    downsample_horizontal_(src, n, dst);
+}
+
+void downsampleInterleavedThroughPointer(const uint8_t* src, size_t n, uint8_t* dst)
+{
+    downsample_horizontal_i_(src, n, dst);
+}
+
+void upPlanarThroughPointer(const uint8_t* src, size_t n, uint8_t* dst)
+{
+    chroma_up_hori_planar_(src, n, dst);
+}
+
+void upInterleavedThroughPointer(const uint8_t* src, size_t n, uint8_t* dst)
+{
+    chroma_up_hori_(src, n, dst);
+}
+
+const ILMV_COLOR_ROWS kRowsV = {rgbToYccV,   yccToRgbV, rgbToRgbV,   downsampleThroughPointer,
+                                downsampleInterleavedThroughPointer, upPlanarThroughPointer,
+                                upInterleavedThroughPointer, interleaveV, deinterleaveV, extractV, greyV, hsvV, labV,
+                                yCrCbV,      swapPairsV, video10V, video8V, blocksV};
+
+}  // namespace
+
 const ILMV_COLOR_ROWS& ilmvColorRowsV()
 {
-    static ILMV_COLOR_ROWS rows;
-    rows = {rgbToYccV,   yccToRgbV, rgbToRgbV,   downsample_horizontal_, downsample_horizontal_i_,
-            chroma_up_hori_planar_, chroma_up_hori_, interleaveV, deinterleaveV, extractV, greyV, hsvV, labV,
-            yCrCbV,      swapPairsV, video10V, video8V, blocksV};
-    return rows;
+    return kRowsV;
 }

@@ -14,6 +14,7 @@ Writes, under OUT_DIR:
 
 import importlib.util
 import os
+import re
 import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
@@ -218,14 +219,25 @@ def entry_body(o, name, params, rule, call_args):
                  f"        status = ilmvImpl<{o.name}_fn>({slot}, LMV_IMPL_V)({call_args});\n",
                  "    return status;\n}\n\n"]
         return "".join(body)
-    if o.follows_slot is None and params is o.params:
-        remote = o.remote.expr() if o.remote else "1"
-        gpu = o.gpu.expr() if o.gpu else "1"
+    if o.follows_slot is None:
+        # The rows speak of the slot's parameters; an entry with its own parameter list
+        # evaluates them on the arguments it passes to the slot.
+        rename = dict(zip((p.name for p in o.params), call_args.split(", ")))
+        remote = in_terms_of(o.remote.expr(), rename) if o.remote else "1"
+        gpu = in_terms_of(o.gpu.expr(), rename) if o.gpu else "1"
         body += [f"    idx = ilmvDemote(idx, [&] {{ return {remote}; }},\n",
                  f"                     [&] {{ return {gpu}; }});\n"]
     body += [f"    ilmvRuntimeLog({c_string(name)}, idx);\n", rule_check(o, rule, name, params)]
     body.append(f"    {call};\n}}\n\n" if o.ret == VOID else f"    return {call};\n}}\n\n")
     return "".join(body)
+
+
+def in_terms_of(expr, rename):
+    """`expr` with each parameter name replaced by the argument passed for it."""
+    def swap(m):
+        arg = rename.get(m.group(0), m.group(0))
+        return arg if re.fullmatch(r"\w+", arg) else f"({arg})"
+    return re.sub(r"\b[A-Za-z_]\w*\b", swap, expr)
 
 
 def holder_op(o, params):

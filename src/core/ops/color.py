@@ -111,13 +111,19 @@ for fmt in ("RGB565", "RGB888", "RGBA8888"):
                 rule = ("src && dstY && dstC && srcWidth && srcHeight && ( srcStride == 0 || srcStride >= "
                         "(srcWidth*3)) && ( dstYStride == 0 || dstYStride >= srcWidth ) && ( dstCStride == 0 || "
                         "dstCStride >= srcWidth )")
-            op(slot_of(name), name, [src, *sizes(), Stride("srcStride"), *planes, *strides],
-               doc=f"{fmt} (blue in the low byte or field) to YCbCr {sub} {layout.lower()}, full range; chroma "
-                   f"from the top-left pixel of each block.",
-               rule=rule, remote=remote_row([src, *planes]), frame_header=ROWS_H,
-               case_min_width=1 if sub == "444" else 2,
-               frame=f"ilmvRgbToYccFrame({{rows}}, {FMT[fmt]}, {layout_of(sub, layout)}, src, srcWidth, srcHeight, "
+            frame = (f"ilmvRgbToYccFrame({{rows}}, {FMT[fmt]}, {layout_of(sub, layout)}, src, srcWidth, srcHeight, "
                      f"srcStride, {image_of(planes, strides, False)})")
+            doc = (f"{fmt} (blue in the low byte or field) to YCbCr {sub} {layout.lower()}, full range; chroma "
+                   f"from the top-left pixel of each block.")
+            ret = VOID
+            if name == "lmvColorRGB888ToYCbCr420PseudoPlanaru8":
+                # This member reports the rows it converted.
+                ret, frame = "uint32_t", frame + "; return srcHeight"
+                doc += (" Returns srcHeight. An odd width leaves the even rows unwritten (Y and chroma); a width "
+                        "of 1 stops the process.")
+            op(slot_of(name), name, [src, *sizes(), Stride("srcStride"), *planes, *strides], ret=ret, doc=doc,
+               rule=rule, remote=remote_row([src, *planes]), frame_header=ROWS_H,
+               case_min_width=1 if sub == "444" else 2, frame=frame)
 
 # ---- YCbCr to RGB (18) --------------------------------------------------------------
 for sub in ("420", "422", "444"):
@@ -208,7 +214,7 @@ ycrcb_dst = img("dst", "srcWidth", "srcHeight", "dstStride", 3, "out")
 ycrcb_doc = "RGB (red in byte 0) to interleaved Y, Cr, Cb with 15 fractional bits."
 op(75, "lmvColorRGB888toYCrCbu8",
    [ycrcb_src, *sizes(), Stride("srcStride"), ycrcb_dst, Stride("dstStride")], entry=False, doc=ycrcb_doc,
-   frame_header=ROWS_H,
+   remote=remote_row([ycrcb_src, ycrcb_dst]), gpu=Gpu(16, ["src", "dst"], "srcWidth % 8 == 0"), frame_header=ROWS_H,
    frame="ilmvPixelFrame({rows}.yCrCb, 3, 3, src, srcWidth, srcHeight, srcStride, dst, dstStride)",
    entries=[Entry("lmvColorRGB888toYCrCbu8",
                   [img("src", "width", "height", "width * 3", 3), *sizes("width", "height"),
