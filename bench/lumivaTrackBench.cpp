@@ -196,7 +196,8 @@ void registerSearch()
     lmvKDTreeCreate36s8f32C(set.v.data(), set.inv.data(), 10000, &tree);
     static int budget = recallBudget(set, queries, tree, 0.9);
     std::printf("KD-tree: %d checks reach 90%% recall of the nearest neighbour over 200 queries\n", budget);
-    for (auto [form, name] : {std::pair{lmvKDTreeQuery36s8f32C, "reference"}, std::pair{lmvKDTreeQuery36s8f32V, "simd"}})
+    using Form = std::pair<lmvKDTreeQuery36s8f32_fn, const char*>;
+    for (auto [form, name] : {Form{lmvKDTreeQuery36s8f32C, "reference"}, Form{lmvKDTreeQuery36s8f32V, "simd"}})
         add("KDTree200Queries_recall90", name, [form = form] {
             uint32_t found = 0;
             for (int q = 0; q < 200; ++q)

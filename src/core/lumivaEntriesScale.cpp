@@ -1,7 +1,9 @@
-// Entry functions whose pre-checks and choice rules are their own: the 3x3 Gaussian (an
-// unsigned width test before anything else, its own remote and GPU rules) and the 2x2 mean
-// (silent -1 on bad arguments). They dispatch through the tables like every other entry.
+// Entry functions whose pre-checks are their own: the 3x3 Gaussian (an unsigned width test
+// before anything else) and the 2x2 mean (silent -1 on bad arguments). Their remote and GPU
+// rows come from the operation descriptions (ilmvFits_<entry>); they dispatch through the
+// tables like every other entry.
 #include "core/lumivaEntry.h"
+#include "lumivaEntryRows.h"
 #include "lumivaKernels.h"
 #include "platform/lumivaPlatform.h"
 
@@ -15,11 +17,6 @@ bool gaussianWidthPasses(const char* name, uint32_t width)
     return false;
 }
 
-bool alignedTo(uintptr_t align, const void* a, const void* b)
-{
-    return ilmvMultipleOf(align, reinterpret_cast<uintptr_t>(a), reinterpret_cast<uintptr_t>(b));
-}
-
 }  // namespace
 
 extern "C" {
@@ -29,10 +26,8 @@ LMV_EXPORT void lmvFilterGaussian3x3u8(const uint8_t* src, uint32_t width, uint3
 {
     static const char kName[] = "lmvFilterGaussian3x3u8";
     if (!gaussianWidthPasses(kName, width)) return;
-    uint32_t idx = lmvImplTable[LMV_API_lmvFilterGaussian3x3u8];
-    // Remote: no size threshold and no global switch, only alignment to 4.
-    if (ilmvIsRemoteImpl(idx) && !(alignedTo(4, src, dst) && width % 4 == 0)) idx = LMV_IMPL_V;
-    if (idx == LMV_IMPL_G && ((height & 1) || (width & 1))) idx = LMV_IMPL_V;
+    const uint32_t idx = ilmvFits_lmvFilterGaussian3x3u8(lmvImplTable[LMV_API_lmvFilterGaussian3x3u8], src, width,
+                                                         height, dst, blurBorder);
     ilmvRuntimeLog(kName, idx);
     if (!(src && dst && width && height)) {
         ilmvAssertFailed(kName, "src && dst && width && height");
@@ -49,12 +44,8 @@ LMV_EXPORT void lmvFilterGaussian3x3u8_v2(const uint8_t* src, uint32_t srcWidth,
     if (!gaussianWidthPasses(kName, srcWidth)) return;
     if (!srcStride) srcStride = srcWidth;
     if (!dstStride) dstStride = srcWidth;
-    uint32_t idx = lmvImplTable[LMV_API_lmvFilterGaussian3x3u8];
-    if (idx == LMV_IMPL_G && ((srcHeight & 1) || (srcWidth & 1))) idx = LMV_IMPL_V;
-    if (ilmvIsRemoteImpl(idx) && HW_constraint_checks_enable &&
-        (uint64_t(srcWidth) * srcHeight < 25345 || !alignedTo(4, src, dst) || srcStride % 4 || dstStride % 4 ||
-         srcHeight < 3 || srcWidth < 4))
-        idx = LMV_IMPL_V;
+    const uint32_t idx = ilmvFits_lmvFilterGaussian3x3u8_v2(lmvImplTable[LMV_API_lmvFilterGaussian3x3u8], src,
+                                                            srcWidth, srcHeight, srcStride, dst, dstStride, blurBorder);
     ilmvRuntimeLog(kName, idx);
     if (!(src && dst && (srcWidth > 1) && (srcHeight > 1) && (srcStride >= srcWidth) && (dstStride >= srcWidth))) {
         ilmvAssertFailed(kName,
@@ -68,11 +59,7 @@ LMV_EXPORT void lmvFilterGaussian3x3u8_v2(const uint8_t* src, uint32_t srcWidth,
 
 LMV_EXPORT int32_t lmvScaleDownBy2u8(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst)
 {
-    uint32_t idx = lmvImplTable[LMV_API_lmvScaleDownBy2u8];
-    if (idx == LMV_IMPL_G && !alignedTo(16, src, dst)) idx = LMV_IMPL_V;
-    if (ilmvIsRemoteImpl(idx) && HW_constraint_checks_enable &&
-        (width % 8 || uint64_t(width) * height < 25345 || !alignedTo(4, src, dst)))
-        idx = LMV_IMPL_V;
+    const uint32_t idx = ilmvFits_lmvScaleDownBy2u8(lmvImplTable[LMV_API_lmvScaleDownBy2u8], src, width, height, dst);
     ilmvRuntimeLog("lmvScaleDownBy2u8", idx);
     if ((height & 1) || (width & 1) || !height || !width || !src || !dst) return -1;
     return ilmvImpl<lmvScaleDownBy2u8_fn>(LMV_API_lmvScaleDownBy2u8, idx)(src, width, height, width, dst, width / 2);
@@ -83,13 +70,8 @@ LMV_EXPORT int32_t lmvScaleDownBy2u8_v2(const uint8_t* src, uint32_t width, uint
 {
     if (!srcStride) srcStride = width;
     if (!dstStride) dstStride = width / 2;  // half the width, not the width
-    uint32_t idx = lmvImplTable[LMV_API_lmvScaleDownBy2u8];
-    if (idx == LMV_IMPL_G && (dstStride < width / 2 || srcStride < width || srcStride % 8 || width % 8 ||
-                              dstStride % 8 || !alignedTo(16, src, dst)))
-        idx = LMV_IMPL_V;
-    if (ilmvIsRemoteImpl(idx) && HW_constraint_checks_enable &&
-        (uint64_t(width) * height < 25345 || dstStride % 4 || srcStride % 8 || !alignedTo(4, src, dst)))
-        idx = LMV_IMPL_V;
+    const uint32_t idx = ilmvFits_lmvScaleDownBy2u8_v2(lmvImplTable[LMV_API_lmvScaleDownBy2u8], src, width, height,
+                                                       srcStride, dst, dstStride);
     ilmvRuntimeLog("lmvScaleDownBy2u8_v2", idx);
     if ((height & 1) || (width & 1) || !height || !width || !src || !dst || dstStride < width / 2 || srcStride < width)
         return -1;

@@ -20,11 +20,12 @@ inline bool ilmvMultipleOf(uintptr_t align, Values... values)
 }
 
 // A remote choice stays only when the call meets the remote row (unless the checks are
-// off); a GPU choice only when it meets the GPU row. Otherwise the SIMD form runs.
+// off and the row obeys that switch); a GPU choice only when it meets the GPU row.
+// Otherwise the SIMD form runs.
 template <class RemoteFits, class GpuFits>
-inline uint32_t ilmvDemote(uint32_t idx, RemoteFits remoteFits, GpuFits gpuFits)
+inline uint32_t ilmvDemote(uint32_t idx, RemoteFits remoteFits, GpuFits gpuFits, bool remoteSwitchable = true)
 {
-    if (ilmvIsRemoteImpl(idx) && HW_constraint_checks_enable && !remoteFits())
+    if (ilmvIsRemoteImpl(idx) && (HW_constraint_checks_enable || !remoteSwitchable) && !remoteFits())
         return LMV_IMPL_V;
     if (idx == LMV_IMPL_G && !gpuFits())
         return LMV_IMPL_V;

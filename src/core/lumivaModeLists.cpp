@@ -1,4 +1,5 @@
-// Which operations each mode moves off the CPU.
+// Which operations each mode moves off the CPU, named by their slot constants; a range
+// runs from its first to its last operation in slot order.
 //
 // The GPU list and the two performance lists are fixed by the library's contract. The
 // low-power and CPU-offload lists are this library's choice:
@@ -10,56 +11,161 @@
 //    that as little as possible runs on the application processor.
 // Both apply only where a DSP form exists and the DSP session is open.
 #include "core/lumivaModeLists.h"
+#include "lumiva/lumivaApi.h"
 
-const uint16_t ilmvGpuSlots[42] = {1,   2,   29,  43,  44,  45,  66,  75,  136, 137, 138, 139, 140, 141,
-                                   147, 160, 202, 209, 210, 212, 215, 216, 217, 219, 257, 266, 270, 283,
-                                   284, 292, 338, 341, 342, 344, 346, 349, 380, 381, 382, 394, 395, 458};
+const uint16_t ilmvGpuSlots[42] = {
+    LMV_API_lmv3ChannelWarpPerspectiveu8,
+    LMV_API_lmv3ChannelWarpPerspectiveu8_v2,
+    LMV_API_lmvBilateralFilter5x5u8,
+    LMV_API_lmvBoxFilter11x11u8,
+    LMV_API_lmvBoxFilter3x3u8,
+    LMV_API_lmvBoxFilter5x5u8,
+    LMV_API_lmvColorRGB888ToGrayu8,
+    LMV_API_lmvColorRGB888toYCrCbu8,
+    LMV_API_lmvColorYCrCb420PseudoPlanarToRGB8888u8,
+    LMV_API_lmvColorYCrCbH1V1toRGB888u8,
+    LMV_API_lmvColorYCrCbH1V2toRGB888u8,
+    LMV_API_lmvColorYCrCbH2V1toRGB888u8,
+    LMV_API_lmvColorYCrCbH2V2toRGB888u8,
+    LMV_API_lmvColorYUV420toRGB565u8,
+    LMV_API_lmvCopyRotated17x17u8,
+    LMV_API_lmvCornerHarrisu8,
+    LMV_API_lmvFilterCorr3x3s8_v2,
+    LMV_API_lmvFilterDilate3x3u8,
+    LMV_API_lmvFilterErode3x3u8,
+    LMV_API_lmvFilterGaussian3x3u8,
+    LMV_API_lmvFilterGaussian5x5u8,
+    LMV_API_lmvFilterMedian3x3u8,
+    LMV_API_lmvFilterSobel3x3u8,
+    LMV_API_lmvFilterThresholdu8,
+    LMV_API_lmvHoughCircleu8,
+    LMV_API_lmvImageDiffs16,
+    LMV_API_lmvImageGradientInterleavedf32,
+    LMV_API_lmvImageIntensityHistogram,
+    LMV_API_lmvImageIntensityStats,
+    LMV_API_lmvIntegrateImageu8_v2,
+    LMV_API_lmvRemapRGBA8888NNu8,
+    LMV_API_lmvScaleDownBy2Gaussian5x5u8,
+    LMV_API_lmvScaleDownBy2Gaussian5x5u8_v2,
+    LMV_API_lmvScaleDownBy4u8,
+    LMV_API_lmvScaleDownMNu8,
+    LMV_API_lmvScaleUpBy2Gaussian5x5u8,
+    LMV_API_lmvTransformAffine8x8u8,
+    LMV_API_lmvTransformAffineClippedu8,
+    LMV_API_lmvTransformAffineu8_v2,
+    LMV_API_lmvWarpPerspectiveu8,
+    LMV_API_lmvWarpPerspectiveu8_v2,
+    LMV_API_lmvTransformAffineClippedu8_v2,
+};
 
-const uint16_t ilmvPerformanceDspSlots[15] = {18, 43, 146, 160, 200, 201, 202, 345, 401, 402, 407, 408, 415, 468, 469};
+const uint16_t ilmvPerformanceDspSlots[15] = {
+    LMV_API_lmvAdaptiveThresholdMean11x11u8,
+    LMV_API_lmvBoxFilter11x11u8,
+    LMV_API_lmvConvValids16,
+    LMV_API_lmvCornerHarrisu8,
+    LMV_API_lmvFilterCanny3x3u8,
+    LMV_API_lmvFilterCanny3x3u8_v3,
+    LMV_API_lmvFilterCorr3x3s8_v2,
+    LMV_API_lmvScaleDownMNInterleaveu8,
+    LMV_API_lmvCrossProduct3x1f32,
+    LMV_API_lmvFFTu8,
+    LMV_API_lmvFilterDilateNxNu8,
+    LMV_API_lmvFilterErodeNxNu8,
+    LMV_API_lmvIFFTf32,
+    LMV_API_lmvFilterConvolveMxNu8s16,
+    LMV_API_lmvFilterConvolveMxNu8,
+};
 
-const uint16_t ilmvPerformanceGpuSlots[9] = {1, 2, 29, 43, 136, 160, 338, 394, 395};
+const uint16_t ilmvPerformanceGpuSlots[9] = {
+    LMV_API_lmv3ChannelWarpPerspectiveu8,
+    LMV_API_lmv3ChannelWarpPerspectiveu8_v2,
+    LMV_API_lmvBilateralFilter5x5u8,
+    LMV_API_lmvBoxFilter11x11u8,
+    LMV_API_lmvColorYCrCb420PseudoPlanarToRGB8888u8,
+    LMV_API_lmvCornerHarrisu8,
+    LMV_API_lmvRemapRGBA8888NNu8,
+    LMV_API_lmvWarpPerspectiveu8,
+    LMV_API_lmvWarpPerspectiveu8_v2,
+};
 
 const ILMV_SLOT_RANGE ilmvLowPowerRanges[] = {
-    {15, 20},    // adaptive thresholds
-    {29, 31},    // bilateral filters
-    {43, 46},    // box filters
-    {51, 141},   // colour conversions
-    {200, 219},  // Canny, correlations, morphology, Gaussians, median, Sobel, thresholds
-    {270, 281},  // image gradients
-    {290, 297},  // integral images
-    {339, 351},  // scaling
-    {380, 382},  // affine transforms
-    {394, 395},  // perspective warps
-    {403, 412},  // generic correlations, morphology and Sobel filters
-    {431, 431},  // Canny
-    {435, 438},  // bilateral filters
-    {466, 477},  // scaling, convolutions, 3x3 filters, thresholds
-    {484, 484},  // Gaussian decimation
+    // adaptive thresholds
+    {LMV_API_lmvAdaptiveThresholdGaussian11x11u8, LMV_API_lmvAdaptiveThresholdMean5x5u8},
+    // bilateral filters
+    {LMV_API_lmvBilateralFilter5x5u8, LMV_API_lmvBilateralFilter9x9u8},
+    // box filters
+    {LMV_API_lmvBoxFilter11x11u8, LMV_API_lmvBoxFilterNxNf32},
+    // colour conversions
+    {LMV_API_lmvColorCbCrSwapu8, LMV_API_lmvColorYUV420toRGB565u8},
+    // Canny, correlations, morphology, Gaussians, median, Sobel, thresholds
+    {LMV_API_lmvFilterCanny3x3u8, LMV_API_lmvFilterThresholdu8},
+    // image gradients
+    {LMV_API_lmvImageGradientInterleavedf32, LMV_API_lmvImageGradientSobelPlanars8},
+    // integral images
+    {LMV_API_lmvIntegrateImageLine64u8, LMV_API_lmvIntegratePatchu8},
+    // scaling
+    {LMV_API_lmvScaleDown3To2u8, LMV_API_lmvScaleUpPolyu8},
+    // affine transforms
+    {LMV_API_lmvTransformAffine8x8u8, LMV_API_lmvTransformAffineu8_v2},
+    // perspective warps
+    {LMV_API_lmvWarpPerspectiveu8, LMV_API_lmvWarpPerspectiveu8_v2},
+    // generic correlations, morphology and Sobel filters
+    {LMV_API_lmvFilterCorrNxNu8f32, LMV_API_lmvFilterThresholdRangeu8},
+    // Canny
+    {LMV_API_lmvFilterCannyu8, LMV_API_lmvFilterCannyu8},
+    // bilateral filters
+    {LMV_API_lmvBilateralFilter5x5u8_v2, LMV_API_lmvBilateralFilterRecursiveu8},
+    // scaling, convolutions, 3x3 filters, thresholds
+    {LMV_API_lmvScaleu8, LMV_API_lmvFilterThresholdu8_v3},
+    // Gaussian decimation
+    {LMV_API_lmvScaleDownBy2Gaussian3x3u8, LMV_API_lmvScaleDownBy2Gaussian3x3u8},
 };
 const size_t ilmvLowPowerRangeCount = ilmvCountOf(ilmvLowPowerRanges);
 
 const ILMV_SLOT_RANGE ilmvCpuOffloadRanges[] = {
-    {0, 25},     // warps, absolute differences, thresholds, additions, averages
-    {29, 41},    // bilateral filters, bit counts, bitwise or, block dot products
-    {43, 46},    // box filters
-    {51, 141},   // colour conversions
-    {146, 160},  // convolution, FAST and Harris corners
-    {162, 219},  // DCT, descriptors, dot products, wavelets, filters
-    {227, 229},  // foreground integration, flips
-    {249, 256},  // Hamming distances
-    {259, 298},  // inverse transforms, differences, gradients, histograms, integrals, interleave
-    {322, 323},  // normalised cross-correlation
-    {325, 335},  // pyramids
-    {337, 361},  // remaps, scaling, fills
-    {368, 373},  // sums of differences
-    {375, 375},  // tilted integral
-    {380, 395},  // transforms, transposes, upsampling, warps
-    {396, 398},  // scalar additions, HSV
-    {402, 412},  // FFT and filters
-    {417, 428},  // min-max, scalar products, normalisation, remap
-    {431, 432},  // Canny, local binary patterns
-    {435, 447},  // bilateral filters, bitwise logic, additions, subtractions
-    {449, 477},  // products, weighted sums, lookups, depth conversion, channels, filters
-    {484, 484},  // Gaussian decimation
+    // warps, absolute differences, thresholds, additions, averages
+    {LMV_API_lmv3ChannelTransformAffineClippedBCu8, LMV_API_lmvAverageu8},
+    // bilateral filters, bit counts, bitwise or, block dot products
+    {LMV_API_lmvBilateralFilter5x5u8, LMV_API_lmvBlockDotProductu8},
+    // box filters
+    {LMV_API_lmvBoxFilter11x11u8, LMV_API_lmvBoxFilterNxNf32},
+    // colour conversions
+    {LMV_API_lmvColorCbCrSwapu8, LMV_API_lmvColorYUV420toRGB565u8},
+    // convolution, FAST and Harris corners
+    {LMV_API_lmvConvValids16, LMV_API_lmvCornerHarrisu8},
+    // DCT, descriptors, dot products, wavelets, filters
+    {LMV_API_lmvDCTu8, LMV_API_lmvFilterThresholdu8},
+    // foreground integration, flips
+    {LMV_API_lmvFindForegroundIntegrateImageYCbCr420u32, LMV_API_lmvFlipu8},
+    // Hamming distances
+    {LMV_API_lmvHammingDistance32x1u8, LMV_API_lmvHammingDistanceu8},
+    // inverse transforms, differences, gradients, histograms, integrals, interleave
+    {LMV_API_lmvIDCTs16, LMV_API_lmvInterleaveu8},
+    // normalised cross-correlation
+    {LMV_API_lmvNCCPatchOnCircle8x8u8, LMV_API_lmvNCCPatchOnSquare8x8u8},
+    // pyramids
+    {LMV_API_lmvPyramidAllocate, LMV_API_lmvPyramidSobelGradientCreatei8},
+    // remaps, scaling, fills
+    {LMV_API_lmvRemapRGBA8888BLu8, LMV_API_lmvSetElementsu8},
+    // sums of differences
+    {LMV_API_lmvSumOfAbsoluteDiffs8x8u8, LMV_API_lmvSumOfSquaredDiffsu8},
+    // tilted integral
+    {LMV_API_lmvTiltedIntegralu8s32, LMV_API_lmvTiltedIntegralu8s32},
+    // transforms, transposes, upsampling, warps
+    {LMV_API_lmvTransformAffine8x8u8, LMV_API_lmvWarpPerspectiveu8_v2},
+    // scalar additions, HSV
+    {LMV_API_lmvAddScalarf32, LMV_API_lmvColorRGB888ToHSV888u8},
+    // FFT and filters
+    {LMV_API_lmvFFTu8, LMV_API_lmvFilterThresholdRangeu8},
+    // min-max, scalar products, normalisation, remap
+    {LMV_API_lmvMinMaxLocf32, LMV_API_lmvRemapu8},
+    // Canny, local binary patterns
+    {LMV_API_lmvFilterCannyu8, LMV_API_lmvGLBPu8},
+    // bilateral filters, bitwise logic, additions, subtractions
+    {LMV_API_lmvBilateralFilter5x5u8_v2, LMV_API_lmvSubtractu8s16},
+    // products, weighted sums, lookups, depth conversion, channels, filters
+    {LMV_API_lmvElementMultiplys16, LMV_API_lmvFilterThresholdu8_v3},
+    // Gaussian decimation
+    {LMV_API_lmvScaleDownBy2Gaussian3x3u8, LMV_API_lmvScaleDownBy2Gaussian3x3u8},
 };
 const size_t ilmvCpuOffloadRangeCount = ilmvCountOf(ilmvCpuOffloadRanges);

@@ -56,12 +56,8 @@ void by8(const A* src, uint32_t ss, D* dst, uint32_t sd, uint32_t w, uint32_t h,
 
 inline int32x4_t ld(const int32_t* p) { return vld1q_s32(p); }
 inline float32x4_t ld(const float32_t* p) { return vld1q_f32(p); }
-inline uint32x4_t ld(const uint32_t* p) { return vld1q_u32(p); }
 inline void st(int32_t* p, int32x4_t v) { vst1q_s32(p, v); }
 inline void st(float32_t* p, float32x4_t v) { vst1q_f32(p, v); }
-inline void st(uint32_t* p, uint32x4_t v) { vst1q_u32(p, v); }
-inline int32x4_t dup(int32_t v) { return vdupq_n_s32(v); }
-inline float32x4_t dup(float32_t v) { return vdupq_n_f32(v); }
 inline int32x4_t absDiffVec(int32x4_t a, int32x4_t b) { return vabsq_s32(vsubq_s32(a, b)); }
 inline float32x4_t absDiffVec(float32x4_t a, float32x4_t b) { return vabsq_f32(vsubq_f32(a, b)); }
 

@@ -45,6 +45,21 @@ class Image:
     wdiv: int = 1                  # 2: a chroma plane of (width + 1) / 2 samples per row
     hdiv: int = 1                  # 2: a chroma plane of (height + 1) / 2 rows
     default_stride: Optional[str] = None  # what a zero stride stands for, when not the row size
+    half: str = "up"               # how a halved size rounds: "up" for chroma planes, "down" for decimation
+
+    def dims(self):
+        """Text: the image's size in pixels, in terms of the size parameters."""
+        def part(size, div):
+            if div == 1:
+                return size
+            return f"({size} + 1) / 2" if self.half == "up" else f"{size} / 2"
+        return f"{part(self.width, self.wdiv)} x {part(self.height, self.hdiv)}"
+
+    def length(self):
+        """C expression: the bytes the image spans, the last row counted to its row size only."""
+        rows = self.height if self.hdiv == 1 else (f"(({self.height} + 1) / 2)" if self.half == "up"
+                                                   else f"({self.height} / 2)")
+        return f"(size_t)({self.stride}) * ({rows} - 1) + {self.row_bytes()}"
 
     @property
     def ctype(self):
@@ -54,7 +69,10 @@ class Image:
     def row_bytes(self):
         """C expression: bytes of one row."""
         factor = self.channels * self.elem.size
-        width = self.width if self.wdiv == 1 else f"(({self.width} + 1) / 2)"
+        if self.wdiv == 1:
+            width = self.width
+        else:
+            width = f"(({self.width} + 1) / 2)" if self.half == "up" else f"({self.width} / 2)"
         return width if factor == 1 else f"{width} * {factor}"
 
     def zero_stride(self):
@@ -93,26 +111,49 @@ class ScalarOut:
 
 @dataclass
 class Points:
+    """A caller's array of `ctype` elements: `length` of them (an expression of the other
+    parameters; the capacity `max_count` when not given)."""
     name: str
     ctype: str
     max_count: str                 # the parameter that bounds the count
     direction: str = "out"
     doc: str = ""
+    length: Optional[str] = None
+    optional: bool = False         # may be null
+    count_out: Optional[str] = None  # the out parameter that receives how many were written
+
+    def elements(self):
+        return self.length or self.max_count
+
+
+@dataclass
+class Handle:
+    """An object the library handed out (a tree, a model): one object, owned by the caller
+    between its create and delete calls. `inout` when the call writes into it."""
+    name: str
+    ctype: str                     # the object's pointer type
+    doc: str
+    direction: str = "in"
+
+
+REMOTE_MIN_AREA = 25344  # 176 x 144: smaller images never pay for the trip to the DSP
 
 
 @dataclass
 class Remote:
-    """When a remote choice stays: `area` (a 64-bit product) above 25344, the listed values
-    multiples of `align`, and `require` true. Everything else runs SIMD."""
-    area: str
+    """When a remote choice stays: `area` (a 64-bit product; None for no size test) above
+    176 x 144, the listed values multiples of `align`, and `require` true. Everything else
+    runs SIMD. `switchable`: the check applies only while the constraint checks are on."""
+    area: Optional[str]
     align: int
     aligned: List[str]
     require: str = "1"
+    switchable: bool = True
 
     def expr(self):
         names = ", ".join(f"(uintptr_t)({n})" for n in self.aligned)
-        return (f"{self.area} > 25344u && ilmvMultipleOf({self.align}, {names})"
-                f" && ({self.require})")
+        area = f"{self.area} > {REMOTE_MIN_AREA}u && " if self.area else ""
+        return f"{area}ilmvMultipleOf({self.align}, {names}) && ({self.require})"
 
 
 @dataclass
@@ -123,6 +164,8 @@ class Gpu:
     require: str = "1"
 
     def expr(self):
+        if not self.aligned:
+            return f"({self.require})"
         names = ", ".join(f"(uintptr_t)({n})" for n in self.aligned)
         return f"ilmvMultipleOf({self.align}, {names}) && ({self.require})"
 
@@ -141,6 +184,9 @@ class Entry:
     rule: str
     args: List[str]
     doc: str = ""
+    # A hand-written entry's own rows; the generator turns them into ilmvFits_<name>().
+    remote: Optional["Remote"] = None
+    gpu: Optional["Gpu"] = None
 
 
 @dataclass

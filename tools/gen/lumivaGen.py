@@ -19,7 +19,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
 import lmvdesc  # noqa: E402
-from lmvdesc import Image, Size, Stride, Scalar, ScalarOut, Points, Entry, STATUS, VOID  # noqa: E402
+from lmvdesc import Image, Size, Stride, Scalar, ScalarOut, Points, Handle, Entry, STATUS, VOID  # noqa: E402
 
 COLUMNS = ["C", "V", "X", "G", "Xa", "Xc", "Xm"]
 INTERNAL = ["lmvColorRGB888ToRGB565Rotate180u8", "lmvColorYUV420toRGB565u8Rotate180", "lmvCopy",
@@ -56,6 +56,8 @@ def enum_name(slot, name):
 def param_decl(p):
     if isinstance(p, Image):
         return f"{p.ctype} {p.name}"
+    if isinstance(p, Handle):
+        return f"{p.ctype} {p.name}"
     if isinstance(p, ScalarOut):
         return f"{p.ctype}* {p.name}"
     if isinstance(p, Points):
@@ -72,16 +74,40 @@ def args(o):
     return ", ".join(p.name for p in o.params)
 
 
+DIRECTION = {"in": "in", "out": "out", "inout": "in, out"}
+
+
 def param_doc(p):
+    """What the parameter means, and for a pointer how much memory it must reach."""
     if isinstance(p, Image):
         what = {"in": "source", "out": "destination", "inout": "image written in place"}[p.direction]
         chans = f", {p.channels} interleaved channels" if p.channels > 1 else ""
         opt = "; may be null" if p.optional else ""
-        return (f"{what} image of {p.elem.suffix} elements{chans}, {p.width} x {p.height}, "
-                f"rows {p.stride} bytes apart{opt}")
+        extra = f"; {p.doc}" if p.doc else ""
+        return (f"[{DIRECTION[p.direction]}] {what} image of {p.elem.suffix} elements{chans}, {p.dims()} pixels, "
+                f"rows {p.stride} bytes apart{opt}{extra}")
     if isinstance(p, Stride):
         return p.doc or "bytes between row starts; 0 means the row size"
-    return p.doc or ("pointer that receives the result" if isinstance(p, ScalarOut) else "value")
+    if isinstance(p, Size):
+        return p.doc or ("width in pixels" if p.name.lower().endswith("width") else "height in pixels")
+    if isinstance(p, Points):
+        opt = "; may be null" if p.optional else ""
+        return f"[{DIRECTION[p.direction]}] {p.doc}: {p.elements()} elements of {p.ctype}{opt}"
+    if isinstance(p, Handle):
+        return f"[{DIRECTION[p.direction]}] {p.doc}"
+    if isinstance(p, ScalarOut):
+        return f"[out] {p.doc}: one {p.ctype}"
+    return p.doc
+
+
+def check_lengths(o):
+    """Every pointer parameter says how much memory it reaches, and every parameter what it means."""
+    for params in [o.params] + [e.params for e in o.entries + o.manual_entries]:
+        for p in params:
+            assert not (isinstance(p, Scalar) and "*" in p.ctype), \
+                f"{o.name}: pointer parameter {p.name} needs a length (Points, Handle or ScalarOut)"
+            assert not isinstance(p, Points) or p.elements(), f"{o.name}: {p.name} has no length"
+            assert param_doc(p), f"{o.name}: parameter {p.name} has no meaning"
 
 
 def write(out_dir, rel, text):
@@ -106,6 +132,8 @@ def gen_api_header(slots):
 
 
 def failure_doc(o):
+    if getattr(o, "rule", None) == "1" and getattr(o, "ret", None) != STATUS:
+        return "The entry function checks no arguments; the results and failures are those described above."
     if getattr(o, "rules", None):
         return "On a broken argument rule (one per source format) logs \"Assertion failed\" and writes nothing."
     if getattr(o, "ret", None) == STATUS:
@@ -225,8 +253,9 @@ def entry_body(o, name, params, rule, call_args):
         rename = dict(zip((p.name for p in o.params), call_args.split(", ")))
         remote = in_terms_of(o.remote.expr(), rename) if o.remote else "1"
         gpu = in_terms_of(o.gpu.expr(), rename) if o.gpu else "1"
+        switch = "" if not o.remote or o.remote.switchable else ", false"
         body += [f"    idx = ilmvDemote(idx, [&] {{ return {remote}; }},\n",
-                 f"                     [&] {{ return {gpu}; }});\n"]
+                 f"                     [&] {{ return {gpu}; }}{switch});\n"]
     body += [f"    ilmvRuntimeLog({c_string(name)}, idx);\n", rule_check(o, rule, name, params)]
     body.append(f"    {call};\n}}\n\n" if o.ret == VOID else f"    return {call};\n}}\n\n")
     return "".join(body)
@@ -326,6 +355,26 @@ def gen_cases(ops):
     return "".join(out)
 
 
+def gen_entry_rows(ops):
+    """The remote and GPU rows of hand-written entries, as functions those entries call."""
+    out = [BANNER, "#ifndef LUMIVA_ENTRY_ROWS_H\n#define LUMIVA_ENTRY_ROWS_H\n\n",
+           "#include \"core/lumivaEntry.h\"\n#include \"lumiva/lumiva.h\"\n\n"]
+    for o in ops:
+        for e in o.manual_entries:
+            if not (e.remote or e.gpu):
+                continue
+            remote = e.remote.expr() if e.remote else "1"
+            gpu = e.gpu.expr() if e.gpu else "1"
+            switch = "" if not e.remote or e.remote.switchable else ", false"
+            decl = ", ".join(["uint32_t idx"] + [f"[[maybe_unused]] {param_decl(p)}" for p in e.params])
+            out.append(f"// The implementation {e.name} runs when {o.name}'s slot chose `idx`.\n"
+                       f"inline uint32_t ilmvFits_{e.name}({decl})\n{{\n"
+                       f"    return ilmvDemote(idx, [&] {{ return {remote}; }},\n"
+                       f"                      [&] {{ return {gpu}; }}{switch});\n}}\n\n")
+    out.append("#endif\n")
+    return "".join(out)
+
+
 ROW_TABLES = {"C": "ilmvColorRowsC()", "V": "ilmvColorRowsV()"}
 
 
@@ -354,6 +403,7 @@ def main():
         elif o.follows_slot is None:
             assert slots[o.slot] == o.name, f"{o.name} is not slot {o.slot}"
         assert o.ret == STATUS or o.rule or o.rules or not o.entry or o.internal, f"{o.name} needs an argument rule"
+        check_lengths(o)
     write(out_dir, "include/lumiva/lumivaApi.h", gen_api_header(slots))
     families = sorted({o.family for o in ops})
     for fam in families:
@@ -365,6 +415,7 @@ def main():
     write(out_dir, "lumivaRegistry.cpp", gen_registry(ops, slots))
     write(out_dir, "lumivaOpCases.inc", gen_cases(ops))
     write(out_dir, "lumivaFrameForms.cpp", gen_frame_forms(ops))
+    write(out_dir, "lumivaEntryRows.h", gen_entry_rows(ops))
 
 
 if __name__ == "__main__":

@@ -29,7 +29,7 @@ def diff_params(a, b, out, ch=1):
 
 
 def vector_params(elem, ch):
-    values = ([Scalar("value", elem.ctype, [])] if ch == 1 else
+    values = ([Scalar("value", elem.ctype, [], "the constant subtracted from every pixel")] if ch == 1 else
               [Scalar(f"value{k + 1}", elem.ctype, [], f"constant of channel {k}") for k in range(ch)])
     return [img("src", elem, "srcWidth", "srcHeight", "srcStride", ch), *sizes("srcWidth", "srcHeight"),
             Stride("srcStride"), *values,
@@ -49,7 +49,7 @@ def unary_params(a, out, *extras):
 
 
 def fill_params(elem, ch):
-    values = ([Scalar("value", elem.ctype, [])] if ch == 1 else
+    values = ([Scalar("value", elem.ctype, [], "the value written")] if ch == 1 else
               [Scalar(f"value{k + 1}", elem.ctype, [], f"value of channel {k}") for k in range(ch)])
     return [img("src", elem, "srcWidth", "srcHeight", "srcStride", ch, "inout"), *sizes("srcWidth", "srcHeight"),
             Stride("srcStride", "stride in bytes; 0 means tightly packed"), *values,
@@ -114,9 +114,11 @@ arith(446, "lmvSubtracts16", binary_params(S16, S16, S16, POLICY), "dst = src1 -
 arith(447, "lmvSubtractu8s16", binary_params(U8, U8, S16), "dst = src1 - src2 as signed 16 bits.", ret=STATUS)
 arith(452, "lmvAddWeightedu8",
       binary_params(U8, U8, U8, Scalar("alpha", "float32_t", ["0.5f", "-0.5f", "1.0f", "0.3f", "0.7f", "2.5f",
-                                                                 "-1.25f", "0.00196f", "127.9f", "-200.0f"]),
+                                                                 "-1.25f", "0.00196f", "127.9f", "-200.0f"],
+                           "weight of src1"),
                     Scalar("beta", "float32_t", ["0.5f", "0.5f", "0.0f", "0.7f", "-0.3f", "1.5f", "0.998f",
-                                                "-0.00195f", "300.0f"])),
+                                                "-0.00195f", "300.0f"],
+                           "weight of src2")),
       "dst = clamp((A*src1 + B*src2 + 128) >> 8, 0, 255) with A, B = alpha*256, beta*256 rounded half "
       "away from zero to signed 16 bits.", ret=STATUS)
 arith(453, "lmvAddSquaredu8u16", binary_params(U8, U16, U16, SCALE),
@@ -137,8 +139,9 @@ arith(197, "lmvElementMultiplyf32", binary_params(F32, F32, F32), "dst = src1 * 
            "&& (dstStride >= width*4)")
 
 # Scalar operands.
-S16_SCALAR = Scalar("scalar", "int16_t", ["0", "1", "-1", "300", "-32768", "32767", "-1234"])
-F32_SCALAR = Scalar("scalar", "float32_t", ["0.0f", "1.5f", "-3.25f", "1000.0f"])
+S16_SCALAR = Scalar("scalar", "int16_t", ["0", "1", "-1", "300", "-32768", "32767", "-1234"],
+                    "the constant operand")
+F32_SCALAR = Scalar("scalar", "float32_t", ["0.0f", "1.5f", "-3.25f", "1000.0f"], "the constant operand")
 arith(397, "lmvAddScalars16", unary_params(S16, S16, S16_SCALAR), "dst = clamp(src + scalar, -32768, 32767).",
       ret=STATUS)
 arith(396, "lmvAddScalarf32", unary_params(F32, F32, F32_SCALAR), "dst = src + scalar.", ret=STATUS)

@@ -5,8 +5,8 @@ from lmvdesc import *
 family("BGCodeBook")
 
 CB_H = "cpu/lumivaBGCodeBook.h"
-MODEL = Scalar("cbmodel", "lmvBGCodeBookModel*", [], "the model")
-MAP = Scalar("cbMap", "lmvBGCodeWord**", [], "the codeword map the model handed out")
+MODEL = Handle("cbmodel", "lmvBGCodeBookModel*", "the model; one model serves one thread at a time", "inout")
+MAP = Handle("cbMap", "lmvBGCodeWord**", "the codeword map the model handed out, one entry per model pixel", "inout")
 frame_src = Image("src", U8, "srcWidth", "srcHeight", "srcStride", 3)
 
 
@@ -15,14 +15,16 @@ def cb(slot, name, params, rule, frame, doc, ret="void"):
 
 
 cb(161, "lmvCreateBGCodeBookModel",
-   [Scalar("srcWidth", "uint32_t", []), Scalar("srcHeight", "uint32_t", []),
+   [Scalar("srcWidth", "uint32_t", [], "width of the frames the model learns, in pixels"),
+    Scalar("srcHeight", "uint32_t", [], "height of the frames, in pixels"),
     ScalarOut("cbmodel", "lmvBGCodeBookModel*", "receives the model")],
    "1", "return ilmvCodeBookCreate(srcWidth, srcHeight, cbmodel)",
    "Creates a model with the default bounds (10, 10, 10), modMin (3, 1, 1) and modMax (10, 1, 1); returns its "
    "codeword map, null when memory runs out.", ret="lmvBGCodeWord**")
 cb(145, "lmvConfigBGCodeBookModel",
-   [MODEL, Points("cbBounds", "uint8_t", "3", "in"), Points("modMin", "uint8_t", "3", "in"),
-    Points("modMax", "uint8_t", "3", "in")],
+   [MODEL, Points("cbBounds", "uint8_t", "3", "in", "learning bounds of the three channels"),
+    Points("modMin", "uint8_t", "3", "in", "tolerance below a codeword, per channel"),
+    Points("modMax", "uint8_t", "3", "in", "tolerance above a codeword, per channel")],
    "1", "ilmvCodeBookConfig(cbmodel, cbBounds, modMin, modMax)",
    "Sets the learning bounds and the classification tolerances (three bytes each); a null model is ignored.")
 cb(28, "lmvBGCodeBookUpdateu8",
@@ -42,11 +44,11 @@ cb(27, "lmvBGCodeBookDiffu8",
    "Classifies a frame: fgMask is 0 where a codeword's box, widened by modMin and modMax, covers the pixel, "
    "255 elsewhere.")
 cb(26, "lmvBGCodeBookClearStaleu8",
-   [MODEL, Scalar("staleThresh", "int32_t", []),
+   [MODEL, Scalar("staleThresh", "int32_t", [], "codewords unseen for longer than this many frames go"),
     Image("fgMask", U8, "fgMaskWidth", "fgMaskHeight", "fgMaskStride"), Size("fgMaskWidth"), Size("fgMaskHeight"),
     Stride("fgMaskStride"), MAP],
    "cbmodel && fgMask && cbMap",
    "ilmvCodeBookClearStale(cbmodel, staleThresh, fgMask, fgMaskWidth, fgMaskHeight, fgMaskStride, cbMap)",
    "Prunes codewords whose stale value exceeds staleThresh (where fgMask is non-zero) and refreshes the rest.")
-cb(336, "lmvReleaseBGCodeBookModel", [Points("cbmodel", "lmvBGCodeBookModel*", "1", "out", "the model handle")],
+cb(336, "lmvReleaseBGCodeBookModel", [Points("cbmodel", "lmvBGCodeBookModel*", "1", "inout", "the model handle, cleared on return")],
    "1", "ilmvCodeBookRelease(cbmodel)", "Frees the model, its map and its codewords, and clears the handle.")

@@ -13,17 +13,22 @@ def corner_params(score, masked, nms):
     params = [Image("src", U8, "srcWidth", "srcHeight", "srcStride"), Size("srcWidth"), Size("srcHeight"),
               Stride("srcStride"), Scalar("barrier", "int32_t", [], "segment-test threshold"),
               Scalar("border", "uint32_t", [], "untested frame in pixels; below 4 it is 3"),
-              Points("xy", U32P, "nCornersMax", doc="corners, x then y, in raster order")]
+              Points("xy", U32P, "nCornersMax", doc="corners, x then y, in raster order", length="2 * nCornersMax",
+                     count_out="nCorners")]
     if score:
-        params.append(Points("scores", U32P, "nCornersMax", doc="score of each corner"))
-    params += [Scalar("nCornersMax", "uint32_t", [], "capacity of the corner list"),
+        params.append(Points("scores", U32P, "nCornersMax", doc="score of each corner", count_out="nCorners"))
+    params += [Scalar("nCornersMax", "uint32_t", [], "capacity of the corner list, at least 1: a corner is stored before the "
+                                                   "capacity is checked, so 0 still receives one"),
                ScalarOut("nCorners", "uint32_t", "receives the number of corners")]
     if masked:
-        params += [Points("bitMask", "uint8_t", "maskHeight", "in", "exclusion bits, one per mask pixel, MSB leftmost"),
-                   Scalar("maskWidth", "uint32_t", []), Scalar("maskHeight", "uint32_t", [])]
+        params += [Points("bitMask", "uint8_t", "maskHeight", "in", "exclusion bits, one per mask pixel, MSB leftmost",
+                          length="(maskWidth + 7) / 8 * maskHeight"),
+                   Scalar("maskWidth", "uint32_t", [], "mask width in bits; the mask is scaled over the image"),
+                   Scalar("maskHeight", "uint32_t", [], "mask height in rows")]
     if nms:
         params += [Scalar("nmsEnabled", "uint32_t", [], "non-zero suppresses non-maxima"),
-                   Points("tempBuf", U32P, "nCornersMax", doc="work words: 3*nCornersMax + srcHeight")]
+                   Points("tempBuf", U32P, "nCornersMax", doc="work words; null with suppression on stops the process",
+                          length="3 * nCornersMax + srcHeight", optional=True)]
     return params
 
 

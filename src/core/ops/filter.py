@@ -19,9 +19,14 @@ op(212, "lmvFilterGaussian3x3u8",
              [Image("src", U8, "width", "height", "width"), Size("width"), Size("height"),
               Image("dst", U8, "width", "height", "width", direction="out"),
               Scalar("blurBorder", "int32_t", [], "1 filters the border pixels too")],
-             "src && dst && width && height", []),
+             "src && dst && width && height", [],
+             # The packed entry's remote row has no size threshold and ignores the checks switch.
+             remote=Remote(None, 4, ["src", "dst"], "width % 4 == 0", switchable=False),
+             gpu=Gpu(1, [], "!(height & 1) && !(width & 1)")),
        Entry("lmvFilterGaussian3x3u8_v2",
              [src, Size("srcWidth"), Size("srcHeight"), Stride("srcStride"), dst, Stride("dstStride"),
               Scalar("blurBorder", "int32_t", [], "1 filters the border pixels too")],
              "src && dst && (srcWidth > 1) && (srcHeight > 1) && (srcStride >= srcWidth) && (dstStride >= srcWidth)",
-             [])])
+             [], remote=Remote("(uint64_t)srcWidth * srcHeight", 4, ["src", "dst", "srcStride", "dstStride"],
+                               "srcHeight >= 3 && srcWidth >= 4"),
+             gpu=Gpu(1, [], "!(srcHeight & 1) && !(srcWidth & 1)"))])
