@@ -71,6 +71,35 @@ TEST_F(TablesFilled, EachModeChoosesAsItsRowSays)
     EXPECT_EQ(1u, HW_constraint_checks_enable);
 }
 
+// Every column a mode or an override may name for a slot with a reference form holds a
+// callable pointer: the mode's own choice, and columns 0 to 3 that the override calls
+// may write (SetPreferredApiToCore writes them without testing presence).
+TEST_F(TablesFilled, EveryColumnThatCanBeChosenHoldsAForm)
+{
+    const uint32_t modes[] = {0, 1, 2, 3, 4, 7, 0x80000001u, 0x80000002u, 0x80000004u, 0x80000008u, 0x80000020u,
+                              0x80000400u};
+    for (uint32_t mode : modes) {
+        lmvSetOperationMode(static_cast<int32_t>(mode));
+        for (uint32_t slot = 0; slot < LMV_API_COUNT; ++slot) {
+            if (!formOf(slot, LMV_IMPL_C)) continue;
+            ASSERT_LT(lmvImplTable[slot], uint32_t(LMV_IMPL_COUNT)) << std::hex << mode << std::dec << " slot " << slot;
+            EXPECT_NE(nullptr, formOf(slot, lmvImplTable[slot])) << std::hex << mode << std::dec << " slot " << slot;
+            for (uint32_t ext = 0; ext < 4; ++ext) {
+                EXPECT_NE(nullptr, formOf(slot, ext)) << "slot " << slot << " column " << ext;
+                lmvSetFunctionApiToCore(static_cast<LMV_API_enum>(slot), static_cast<LMV_IMPL_ext>(ext));
+                EXPECT_NE(nullptr, formOf(slot, lmvImplTable[slot])) << "override of slot " << slot << " to " << ext;
+            }
+        }
+        for (uint32_t slot = 0; slot < LMV_INTERNAL_COUNT; ++slot) {
+            const uint32_t idx = lmvInternalImplTable[slot];
+            if (lmvInternalFuncTable[slot * LMV_IMPL_COUNT] && idx < LMV_IMPL_COUNT) {
+                EXPECT_NE(nullptr, lmvInternalFuncTable[slot * LMV_IMPL_COUNT + idx])
+                    << std::hex << mode << std::dec << " internal slot " << slot << " column " << idx;
+            }
+        }
+    }
+}
+
 TEST_F(TablesFilled, OverrideLastsUntilTheNextModeCall)
 {
     lmvSetFunctionApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_C);

@@ -22,15 +22,26 @@ int checkRecord(const LMV_FUNC_MANAGER* m, uint32_t index, bool touchesInternal)
     return kDone;
 }
 
+// A slot that has a reference form is never pointed at a column that holds none: its
+// entry function would call through a null pointer. Slots without any form yet keep the
+// fixed lists as they are (nothing can call them).
+bool columnServes(const LMV_FUNC_PTR* table, uint32_t implCount, uint32_t slot, uint32_t index)
+{
+    if (!table) return true;
+    const LMV_FUNC_PTR* row = table + size_t(slot) * implCount;
+    return !row[LMV_IMPL_C] || row[index];
+}
+
 void setApi(LMV_FUNC_MANAGER* m, uint32_t slot, uint32_t index)
 {
-    if (slot < m->apiCount) m->implTable[slot] = index;
+    if (slot < m->apiCount && columnServes(m->funcTable, m->implCount, slot, index)) m->implTable[slot] = index;
 }
 
 void setInternal(LMV_FUNC_MANAGER* m, std::initializer_list<uint32_t> slots, uint32_t index)
 {
     for (uint32_t slot : slots)
-        if (slot < m->internalCount) m->internalImplTable[slot] = index;
+        if (slot < m->internalCount && columnServes(m->internalFuncTable, m->implCount, slot, index))
+            m->internalImplTable[slot] = index;
 }
 
 template <size_t N>
