@@ -170,6 +170,23 @@ class Gpu:
         return f"ilmvMultipleOf({self.align}, {names}) && ({self.require})"
 
 
+@dataclass
+class Stop:
+    """A deliberate hard stop an entry can reach: the condition its log line names, and
+    when the caller meets it, in the caller's words."""
+    condition: str
+    when: str
+
+
+# Hard stops no entry can reach (internal invariants the library itself keeps), each with
+# the reason; the generator's test requires every stop in the sources to be listed somewhere.
+UNREACHABLE_STOPS = {}
+
+
+def unreachable_stop(condition, why):
+    UNREACHABLE_STOPS[condition] = why
+
+
 STATUS = "LMV_STATUS"
 VOID = "void"
 
@@ -187,6 +204,7 @@ class Entry:
     # A hand-written entry's own rows; the generator turns them into ilmvFits_<name>().
     remote: Optional["Remote"] = None
     gpu: Optional["Gpu"] = None
+    stops: List["Stop"] = field(default_factory=list)  # hard stops this entry reaches beyond the operation's
 
 
 @dataclass
@@ -219,6 +237,7 @@ class Op:
     frame_header: Optional[str] = None
     # Statements the entry runs after the stride defaults, before choosing (a raised border).
     prelude: List[str] = field(default_factory=list)
+    stops: List[Stop] = field(default_factory=list)  # deliberate hard stops its entries reach
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

@@ -221,20 +221,26 @@ def failure_doc(o):
 
 
 def public_entries(o):
-    """(name, params, rule, doc) of every entry function an operation has."""
-    own = [(o.name, o.params, o.rule, o.doc)] if o.entry and not o.internal else []
-    return own + [(e.name, e.params, e.rule, e.doc or o.doc) for e in o.entries + o.manual_entries]
+    """(name, params, rule, doc, stops) of every entry function an operation has."""
+    own = [(o.name, o.params, o.rule, o.doc, o.stops)] if o.entry and not o.internal else []
+    return own + [(e.name, e.params, e.rule, e.doc or o.doc, o.stops + e.stops) for e in o.entries + o.manual_entries]
 
 
 def gen_family_header(fam, ops):
     entries = [(o, *e) for o in ops for e in public_entries(o)]
     functions = []
-    for o, name, params, rule, doc in sorted(entries, key=lambda e: e[1].lower()):
+    for o, name, params, rule, doc, stops in sorted(entries, key=lambda e: e[1].lower()):
         failure = failure_doc(o) if rule == o.rule else failure_doc(Entry(name, params, rule, []))
+        failure += "".join(stop_doc(s) for s in stops)
         functions.append(fill("family_function.in", doc=doc, failure=failure,
                               params="".join(f" * @param {p.name} {param_doc(p)}\n" for p in params),
                               decl=f"{o.ret} {name}({', '.join(param_decl(p) for p in params)})"))
     return fill("family.h.in", banner=banner(ops), guard=f"LUMIVA_{fam.upper()}_H", functions="".join(functions))
+
+
+def stop_doc(stop):
+    return (f" Stops the process (exit status 1, the log naming \"{stop.condition}\") when {stop.when}: "
+            f"this is deliberate, not a failure to report.")
 
 
 def gen_kernels_header(ops):

@@ -10,8 +10,14 @@ MAP = Handle("cbMap", "lmvBGCodeWord**", "the codeword map the model handed out,
 frame_src = Image("src", U8, "srcWidth", "srcHeight", "srcStride", 3)
 
 
-def cb(slot, name, params, rule, frame, doc, ret="void"):
-    op(slot, name, params, ret=ret, rule=rule, forms="C", cases=False, doc=doc, frame_header=CB_H, frame=frame)
+def cb(slot, name, params, rule, frame, doc, ret="void", stops=()):
+    op(slot, name, params, ret=ret, rule=rule, forms="C", cases=False, doc=doc, frame_header=CB_H, frame=frame,
+       stops=list(stops))
+
+
+unreachable_stop("numBlocks > 0", "the block size is the library's own constant")
+unreachable_stop("st->free_space % ((int32_t)sizeof(float32_t)) == 0", "blocks are carved in multiples of 4 bytes")
+unreachable_stop("(uintptr_t)ptr % ((int32_t)sizeof(float32_t)) == 0", "blocks come from malloc, carved in 4 bytes")
 
 
 cb(161, "lmvCreateBGCodeBookModel",
@@ -20,7 +26,8 @@ cb(161, "lmvCreateBGCodeBookModel",
     ScalarOut("cbmodel", "lmvBGCodeBookModel*", "receives the model")],
    "1", "return ilmvCodeBookCreate(srcWidth, srcHeight, cbmodel)",
    "Creates a model with the default bounds (10, 10, 10), modMin (3, 1, 1) and modMax (10, 1, 1); returns its "
-   "codeword map, null when memory runs out.", ret="lmvBGCodeWord**")
+   "codeword map, null when memory runs out.", ret="lmvBGCodeWord**",
+   stops=[Stop("cbmodel->cbMap", "the codeword map of srcWidth x srcHeight pointers cannot be allocated")])
 cb(145, "lmvConfigBGCodeBookModel",
    [MODEL, Points("cbBounds", "uint8_t", "3", "in", "learning bounds of the three channels"),
     Points("modMin", "uint8_t", "3", "in", "tolerance below a codeword, per channel"),
@@ -34,7 +41,7 @@ cb(28, "lmvBGCodeBookUpdateu8",
    "cbmodel && src && cbMap && srcStride >= srcWidth*3",
    "ilmvCodeBookUpdate(cbmodel, src, srcWidth, srcHeight, srcStride, fgMask, fgMaskStride, cbMap, updateTime)",
    "Learns one frame: each pixel (where fgMask, when given, is non-zero) widens the first codeword that covers it "
-   "or gets a new one.")
+   "or gets a new one.", stops=[Stop("cwfreelist", "memory for new codewords runs out")])
 cb(27, "lmvBGCodeBookDiffu8",
    [MODEL, frame_src, Size("srcWidth"), Size("srcHeight"), Stride("srcStride"),
     Image("fgMask", U8, "srcWidth", "srcHeight", "fgMaskStride", direction="out"), Stride("fgMaskStride"), MAP,

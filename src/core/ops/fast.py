@@ -56,6 +56,7 @@ def fast(slot, name, arc, score, masked, nms, rule, line=None):
     op(slot, name, corner_params(score, masked, nms), rule=rule, cases=False,
        aliases=FAST9_ALIASES if arc == 9 else (FAST10_ALIASES if masked else {}),
        prelude=["if (border < 4) border = 3;"], remote=REMOTE, gpu=GPU_NMS if nms else GPU_DETECT,
+       stops=[Stop("tempBuf", "nmsEnabled is set and tempBuf is null")] if nms else [],
        frame=frame, frame_header=FAST_H,
        doc=f"FAST-{arc}: corners where {arc} consecutive circle pixels are all brighter than centre + barrier "
            f"or all darker than centre - barrier{', outside the masked pixels' if masked else ''}, in raster "

@@ -19,7 +19,7 @@ op(212, "lmvFilterGaussian3x3u8",
              [Image("src", U8, "width", "height", "width"), Size("width"), Size("height"),
               Image("dst", U8, "width", "height", "width", direction="out"),
               Scalar("blurBorder", "int32_t", [], "1 filters the border pixels too")],
-             "src && dst && width && height", [],
+             "src && dst && width && height", [], stops=[Stop("w6<=w_2 && w6>=w_2-5", "width is 1")],
              # The packed entry's remote row has no size threshold and ignores the checks switch.
              remote=Remote(None, 4, ["src", "dst"], "width % 4 == 0", switchable=False),
              gpu=Gpu(1, [], "!(height & 1) && !(width & 1)")),

@@ -35,7 +35,11 @@ op(300, "lmvKDTreeCreate36s8f32",
     ScalarOut("kdtrHandle", "lmvKDTree36s8f32*", "receives the tree")],
    ret="int32_t", rule="1", cases=False, frame_header=KD_H,
    frame="return ilmvKDTreeCreate(vectors, invLengths, numVectors, kdtrHandle)",
-   doc="Builds a KD-tree over the descriptors. Returns 0; 1 or -1 when memory runs out.")
+   doc="Builds a KD-tree over the descriptors. Returns 0; 1 or -1 when memory runs out.",
+   stops=[Stop("callStack.top < callStack.maxSize - 1", "the build's work stack fills up, which degenerate data "
+               "does (for example 40 descriptors, each with one non-zero component)"),
+          Stop("KDTrees36s8f32_tree->pool", "the node pool cannot be allocated"),
+          Stop("newContents != __null", "a node's index list cannot be allocated")])
 op(302, "lmvKDTreeQuery36s8f32",
    [TREE_INOUT, Points("query", "int8_t", "36", "in", "the query descriptor"),
     Scalar("queryInvLength", "float32_t", [], "reciprocal length of the query"),

@@ -64,8 +64,16 @@ levels = Scalar("numLevels", "uint32_t", [], "number of levels, the base include
 START_LEVEL = Scalar("startLevel", "uint32_t", [], "first level whose buffer is released")
 
 
-def pyramid(slot, name, params, frame, doc, rule="1", ret="int32_t"):
-    op(slot, name, params, ret=ret, rule=rule, cases=False, doc=doc, frame_header=SCALE_H, frame=frame)
+CREATE_STOPS = [Stop("base && numLevels && baseHeight && baseWidth && pyramid",
+                     "base or pyr is null, or numLevels, baseWidth or baseHeight is 0"),
+                Stop("( (baseWidth & ((1 << (numLevels - 1)) - 1)) == 0 ) & ( (baseHeight & ((1 << (numLevels - 1)) "
+                     "- 1)) == 0 )", "a level would halve an odd size (baseWidth or baseHeight not a multiple of "
+                     "2^(numLevels - 1)) while the levels halve")]
+
+
+def pyramid(slot, name, params, frame, doc, rule="1", ret="int32_t", stops=()):
+    op(slot, name, params, ret=ret, rule=rule, cases=False, doc=doc, frame_header=SCALE_H, frame=frame,
+       stops=list(stops))
 
 
 pyramid(325, "lmvPyramidAllocate",
@@ -86,14 +94,14 @@ for kind, elem in (("u8", "uint8_t"), ("f32", "float32_t")):
             f"return ilmvPyramidCreate(ilmvDecimateRows{{form}}(), ilmvElem{kind.upper()}, base, baseWidth, "
             f"baseHeight, 0, numLevels, pyr)",
             "Sets level 0 to the base and fills each later level's buffer with the Gaussian 5x5 decimation of the "
-            "level above. Returns 0, or -1 at a level without a buffer; broken preconditions stop the process.")
+            "level above. Returns 0, or -1 at a level without a buffer; broken preconditions stop the process.", stops=CREATE_STOPS)
     pyramid(slot2, f"lmvPyramidCreate{kind}_v2",
             [Points("base", elem, "baseHeight", "in", "the base image, rows baseStride bytes apart",
                     length=f"baseStride / sizeof({elem}) * baseHeight"), *base_sizes,
              BASE_STRIDE, levels, PYR2],
             f"return ilmvPyramidCreate_v2(ilmvDecimateRows{{form}}(), ilmvElem{kind.upper()}, base, baseWidth, "
             f"baseHeight, baseStride, numLevels, pyr, 0.5f, false)",
-            "As the first generation, each level read and written with its own stride.")
+            "As the first generation, each level read and written with its own stride.", stops=CREATE_STOPS)
 pyramid(331, "lmvPyramidDelete", [PYR, levels, START_LEVEL],
         "ilmvPyramidDelete(pyr, numLevels, startLevel)",
         "Releases the buffers of levels startLevel and up and clears their pointers.",
@@ -116,4 +124,4 @@ pyramid(496, "lmvPyramidCreateu8_v3",
         "return ilmvPyramidCreate_v2(ilmvDecimateRows{form}(), ilmvElemU8, base, baseWidth, baseHeight, baseStride, "
         "numLevels, pyr, scale, true)",
         "Fills a pyramid of ratio `scale`: a ratio of one half decimates with the Gaussian 5x5, any other "
-        "resamples the level above bilinearly. Returns 0, or -1 at a level without a buffer or for a bad scale.")
+        "resamples the level above bilinearly. Returns 0, or -1 at a level without a buffer or for a bad scale.", stops=CREATE_STOPS)
