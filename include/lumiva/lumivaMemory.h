@@ -1,5 +1,11 @@
 /* Library memory: aligned blocks, the shared-memory allocator in force, the scratch
- * pool, and memory storages with sequences of fixed-size elements. */
+ * pool, and memory storages with sequences of fixed-size elements.
+ *
+ * Threads: the allocation calls and the scratch pool may be used from any number of
+ * threads at once. A storage, and every sequence and reader over it, serves one thread at
+ * a time; so do a KD-tree (a query writes its search state into the tree), a codebook
+ * model, and a pyramid while it is being filled or released. Handles of different objects
+ * are independent. */
 #ifndef LUMIVA_MEMORY_H
 #define LUMIVA_MEMORY_H
 
@@ -9,7 +15,10 @@
 extern "C" {
 #endif
 
-/** A block of `size` bytes aligned to `alignment` (a power of two up to 128) from the heap. */
+/** A block of `size` bytes aligned to `alignment` from the heap. The alignment must be a
+ *  power of two from 1 to 128 (the distance back to the heap block is kept in one byte);
+ *  nothing checks it, and any other value gives a block that is not aligned as asked and
+ *  that lmvMemAlignFree cannot free safely. */
 LMV_EXPORT void* lmvMemAlign(size_t size, size_t alignment);
 /** Frees a block of lmvMemAlign; null does nothing. */
 LMV_EXPORT void lmvMemAlignFree(void* p);
@@ -31,7 +40,9 @@ LMV_EXPORT int lmvMemDeInit(void);
  *  must be released by the thread that took it. */
 LMV_EXPORT void* local_lmvGetScratchBufferAligned(size_t size, size_t alignment);
 LMV_EXPORT void* local_lmvGetScratchBufferUnaligned(size_t size);
-/** Releases a scratch buffer; null and foreign pointers are ignored. */
+/** Releases a scratch buffer; null does nothing. The call reads the two words just before
+ *  `p` to learn where the buffer came from, so `p` must be a pointer that one of the two
+ *  calls above handed out: any other pointer is undefined behaviour. */
 LMV_EXPORT void local_lmvReleaseScratchBuffer(void* p);
 
 /** Heap-statistics hooks; they do nothing. */
@@ -69,8 +80,11 @@ typedef struct lmvSeqReader {
 
 LMV_EXPORT void lmvInitMemStorage(lmvMemStorage* storage);
 LMV_EXPORT int lmvDeInitMemStorage(lmvMemStorage* storage);
-/** A fresh block's data for `size` bytes, or null when the top block still has room or
- *  no block can be had. */
+/** A fresh block's data, or null (nothing allocated) when the top block still has room
+ *  for `size` bytes or no block can be had. A block always holds block_size bytes less its
+ *  header: a larger `size` (or a negative one) logs "Too large memory block is requested"
+ *  and still returns a block of the usual size, so callers never write more than
+ *  block_size minus the header into it. */
 LMV_EXPORT void* lmvAllocateMemBlock(lmvMemStorage* storage, int32_t size);
 /** Returns the number of elements per block. */
 LMV_EXPORT int32_t lmvInitSeq(lmvSeq* seq, int32_t elemSize, lmvMemStorage* storage);
@@ -81,7 +95,9 @@ LMV_EXPORT int32_t lmvSeqPush(lmvSeq* seq, const void* element);
 LMV_EXPORT int32_t lmvSeqPushMulti(lmvSeq* seq, const void* elements, int32_t count);
 /** Copies the first `count` elements into `out`; the sequence keeps them. */
 LMV_EXPORT void lmvSeqPopMulti(lmvSeq* seq, void* out, int32_t count);
-/** Address of element `index` (exact within the first block), or null past the total. */
+/** Address of element `index` (exact within the first block), or null with "bad index"
+ *  logged when index > total. Index == total is accepted and gives the slot the next push
+ *  fills, which holds no element yet. */
 LMV_EXPORT void* lmvGetSeqElem(lmvSeq* seq, int32_t index);
 LMV_EXPORT void lmvStartReadSeq(lmvSeq* seq, lmvSeqReader* reader);
 /** Moves the reader by `step` bytes, on to the next block at the end of one; at the last

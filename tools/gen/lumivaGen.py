@@ -166,6 +166,8 @@ def param_doc(p):
         chans = f", {p.channels} interleaved channels" if p.channels > 1 else ""
         opt = "; may be null" if p.optional else ""
         extra = f"; {p.doc}" if p.doc else ""
+        if p.elem.size > 1:  # typed rows are read with typed loads
+            extra += f"; the pointer and the stride are multiples of {p.elem.size}"
         return (f"[{DIRECTION[p.direction]}] {what} image of {p.elem.suffix} elements{chans}, {p.dims()} pixels, "
                 f"rows {p.stride} bytes apart{opt}{extra}")
     if isinstance(p, Stride):

@@ -66,12 +66,15 @@ LMV_EXPORT void lmvColorRGB888toYCrCbu8(const uint8_t* src, uint32_t width, uint
 /**
  * dst = clamp(src1 - src2).
  *
- * @param src1 [in] source image of s16 elements, srcWidth x srcHeight pixels, rows srcStride bytes apart
- * @param src2 [in] source image of s16 elements, srcWidth x srcHeight pixels, rows srcStride bytes apart
+ * @param src1 [in] source image of s16 elements, srcWidth x srcHeight pixels, rows srcStride bytes apart; the pointer
+ *   and the stride are multiples of 2
+ * @param src2 [in] source image of s16 elements, srcWidth x srcHeight pixels, rows srcStride bytes apart; the pointer
+ *   and the stride are multiples of 2
  * @param srcWidth width in pixels
  * @param srcHeight height in pixels
  * @param srcStride stride of both sources
- * @param dst [out] destination image of s16 elements, srcWidth x srcHeight pixels, rows dstStride bytes apart
+ * @param dst [out] destination image of s16 elements, srcWidth x srcHeight pixels, rows dstStride bytes apart; the
+ *   pointer and the stride are multiples of 2
  * @param dstStride bytes between row starts; 0 means the row size
  *
  * On a broken argument rule logs "Assertion failed" with the rule "src1 && src2 && dst && srcWidth && srcHeight &&
