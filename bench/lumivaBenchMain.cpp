@@ -1,7 +1,8 @@
 // Runs every registered benchmark single-threaded and prints, per operation, the time
-// of each form and the ratios SIMD / OpenCV and reference / SIMD.
+// of each form and the ratios SIMD / OpenCV and reference / SIMD; writes the table and a
+// chart of the SIMD / OpenCV ratios into the output folder.
 //
-//   lumiva_bench [--size=WxH] [Google Benchmark flags]
+//   lumiva_bench [--size=WxH] [--output=DIR] [Google Benchmark flags]
 #include "lumivaBench.h"
 #include "lumiva/lumiva.h"
 
@@ -11,9 +12,12 @@
 #include <opencv2/core.hpp>
 #endif
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <string>
+#include <sys/stat.h>
 
 namespace lmvbench {
 
@@ -34,29 +38,90 @@ public:
                 run.GetAdjustedRealTime();  // in the unit the benchmark reports, milliseconds
         }
     }
-    void PrintRatios() const
+    // The ratio table, to `out` (stdout and the report file).
+    void PrintRatios(FILE* out) const
     {
-        std::printf("\n%-28s %12s %12s %12s %14s %14s\n", "operation", "reference ms", "simd ms", "opencv ms",
-                    "simd/opencv", "ref/simd");
+        std::fprintf(out, "\n%-28s %12s %12s %12s %14s %14s\n", "operation", "reference ms", "simd ms", "opencv ms",
+                     "simd/opencv", "ref/simd");
         for (const auto& [op, forms] : times_) {
-            auto at = [&](const char* f) { auto it = forms.find(f); return it == forms.end() ? -1.0 : it->second; };
-            double ref = at("reference"), simd = at("simd"), cv = at("opencv");
-            auto cell = [](double v, int width) {
-                v > 0 ? std::printf(" %*.3f", width, v) : std::printf(" %*s", width, "-");
+            double ref = at(forms, "reference"), simd = at(forms, "simd"), cv = at(forms, "opencv");
+            auto cell = [out](double v, int width) {
+                v > 0 ? std::fprintf(out, " %*.3f", width, v) : std::fprintf(out, " %*s", width, "-");
             };
-            std::printf("%-28s", op.c_str());
+            std::fprintf(out, "%-28s", op.c_str());
             cell(ref, 12);
             cell(simd, 12);
             cell(cv, 12);
             cell(simd > 0 && cv > 0 ? simd / cv : -1, 14);
             cell(simd > 0 && ref > 0 ? ref / simd : -1, 14);
-            std::printf("\n");
+            std::fprintf(out, "\n");
         }
     }
 
+    // One bar per operation with an OpenCV peer: SIMD time / OpenCV time, the parity line at 1.
+    void WriteChart(FILE* out) const
+    {
+        const int labelW = 210, plotW = 520, rowH = 18, top = 40;
+        double most = 1.5;
+        int rows = 0;
+        for (const auto& [op, forms] : times_)
+            if (at(forms, "simd") > 0 && at(forms, "opencv") > 0) {
+                most = std::max(most, at(forms, "simd") / at(forms, "opencv"));
+                ++rows;
+            }
+        const double scale = plotW / most;
+        const int height = top + rows * rowH + 30;
+        std::fprintf(out,
+                     "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" font-family=\"sans-serif\" "
+                     "font-size=\"11\">\n<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n"
+                     "<text x=\"10\" y=\"20\" font-size=\"13\">SIMD time / OpenCV time, %ux%u, one thread "
+                     "(below 1: faster than OpenCV)</text>\n",
+                     labelW + plotW + 60, height, frameSize().width, frameSize().height);
+        int y = top;
+        for (const auto& [op, forms] : times_) {
+            const double simd = at(forms, "simd"), cv = at(forms, "opencv");
+            if (simd <= 0 || cv <= 0) continue;
+            const double ratio = simd / cv;
+            std::fprintf(out,
+                         "<text x=\"10\" y=\"%d\">%s</text><rect x=\"%d\" y=\"%d\" width=\"%.1f\" height=\"12\" "
+                         "fill=\"%s\"/><text x=\"%.1f\" y=\"%d\">%.2f</text>\n",
+                         y + 11, op.c_str(), labelW, y, ratio * scale, ratio <= 1.0 ? "#2a7ab0" : "#c0392b",
+                         labelW + ratio * scale + 4, y + 11, ratio);
+            y += rowH;
+        }
+        std::fprintf(out,
+                     "<line x1=\"%.1f\" y1=\"%d\" x2=\"%.1f\" y2=\"%d\" stroke=\"black\" stroke-dasharray=\"3,3\"/>"
+                     "\n<text x=\"%.1f\" y=\"%d\">parity</text>\n</svg>\n",
+                     labelW + scale, top - 4, labelW + scale, y, labelW + scale - 15, y + 14);
+    }
+
 private:
+    static double at(const std::map<std::string, double>& forms, const char* form)
+    {
+        auto it = forms.find(form);
+        return it == forms.end() ? -1.0 : it->second;
+    }
     std::map<std::string, std::map<std::string, double>> times_;
 };
+
+// Writes ratios.txt and ratios.svg into `dir` (made when missing) and says where.
+bool writeReport(const RatioReporter& reporter, const std::string& dir)
+{
+    for (size_t at = dir.find('/', 1); ; at = dir.find('/', at + 1)) {
+        mkdir(dir.substr(0, at).c_str(), 0755);
+        if (at == std::string::npos) break;
+    }
+    FILE* table = std::fopen((dir + "/ratios.txt").c_str(), "w");
+    FILE* chart = std::fopen((dir + "/ratios.svg").c_str(), "w");
+    if (table) reporter.PrintRatios(table);
+    if (chart) reporter.WriteChart(chart);
+    const bool written = table && chart;
+    if (table) std::fclose(table);
+    if (chart) std::fclose(chart);
+    std::printf(written ? "\nratio table: %s/ratios.txt\nchart: %s/ratios.svg\n" : "cannot write into %s\n",
+                dir.c_str(), dir.c_str());
+    return written;
+}
 
 }  // namespace
 
@@ -73,10 +138,13 @@ int main(int argc, char** argv)
 {
     using namespace lmvbench;
     std::vector<char*> rest;
+    std::string output = "out/bench";
     for (int i = 0; i < argc; ++i) {
         unsigned w, h;
         if (std::sscanf(argv[i], "--size=%ux%u", &w, &h) == 2)
             frameSize() = {w, h};
+        else if (std::strncmp(argv[i], "--output=", 9) == 0)
+            output = argv[i] + 9;
         else
             rest.push_back(argv[i]);
     }
@@ -90,6 +158,6 @@ int main(int argc, char** argv)
     registerAllFamilies();
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatios();
-    return 0;
+    reporter.PrintRatios(stdout);
+    return writeReport(reporter, output) ? 0 : 4;
 }

@@ -15,10 +15,14 @@ namespace {
 
 // The scene: a background moved by the camera between the frames, and a square object that
 // moves on its own.
-constexpr uint32_t kW = 320, kH = 240;
+constexpr uint32_t kW = 640, kH = 480;
 constexpr double kShiftX = 2.5, kShiftY = -1.5;   // camera, in pixels
 constexpr double kMoveX = 7.5, kMoveY = 4.5;      // object, on top of the camera shift: whole pixels in all
-constexpr int kObjX = 150, kObjY = 90, kObjSide = 48;
+constexpr int kObjX = 300, kObjY = 180, kObjSide = 48;
+// Pictures are at least this large (smaller inputs are enlarged by a whole factor), and the
+// flow vectors are drawn this many times their length, so both read without zooming.
+constexpr uint32_t kMinPictureW = 640, kMinPictureH = 480;
+constexpr double kFlowScale = 4.0;
 
 // Smooth random texture: hashed lattice values blended bilinearly, so corners are plenty and
 // no two look alike (a periodic texture would let the tracker lock onto the wrong period).
@@ -111,6 +115,32 @@ void line(ToolImage& img, double x0, double y0, double x1, double y1, uint8_t r,
         plot(img, int(std::lround(x0 + (x1 - x0) * s / steps)), int(std::lround(y0 + (y1 - y0) * s / steps)), r, g, b);
 }
 
+// A line `width` pixels wide.
+void thickLine(ToolImage& img, double x0, double y0, double x1, double y1, int width, uint8_t r, uint8_t g, uint8_t b)
+{
+    for (int dy = -(width / 2); dy <= (width - 1) / 2; ++dy)
+        for (int dx = -(width / 2); dx <= (width - 1) / 2; ++dx) line(img, x0 + dx, y0 + dy, x1 + dx, y1 + dy, r, g, b);
+}
+
+// The whole factor that makes an image at least the minimum picture size.
+uint32_t pictureFactor(uint32_t w, uint32_t h)
+{
+    uint32_t k = 1;
+    while (w * k < kMinPictureW || h * k < kMinPictureH) ++k;
+    return k;
+}
+
+ToolImage enlarged(const ToolImage& img, uint32_t k)
+{
+    ToolImage out{img.width * k, img.height * k, img.channels, std::vector<uint8_t>(img.pixels.size() * k * k)};
+    for (uint32_t y = 0; y < out.height; ++y)
+        for (uint32_t x = 0; x < out.width; ++x)
+            for (uint32_t c = 0; c < img.channels; ++c)
+                out.pixels[(size_t(y) * out.width + x) * img.channels + c] =
+                    img.pixels[(size_t(y / k) * img.width + x / k) * img.channels + c];
+    return out;
+}
+
 bool inObject(double x, double y, double objX, double objY, double margin)
 {
     return x >= objX - margin && y >= objY - margin && x < objX + kObjSide + margin && y < objY + kObjSide + margin;
@@ -185,7 +215,7 @@ DemoResult runDemo(const DemoOptions& options)
         lmvPyramidCreateu8_v2(blurA.data(), w, h, w, levels, pyrA.data());
         lmvPyramidCreateu8_v2(blurB.data(), w, h, w, levels, pyrB.data());
     });
-    const uint32_t capacity = 4000;
+    const uint32_t capacity = 20000;  // before suppression: every pixel that passes the segment test
     std::vector<uint32_t> xy(2 * capacity), scores(capacity), temp(3 * capacity + h);
     uint32_t found = 0;
     timed(steps, "FAST-9 with suppression", [&] {
@@ -226,15 +256,17 @@ DemoResult runDemo(const DemoOptions& options)
     // background or wholly on the object.
     double error = 0;
     size_t measured = 0;
-    ToolImage corners = a, flow = b;
+    const uint32_t k = pictureFactor(w, h);
+    ToolImage corners = enlarged(a, k), flow = enlarged(b, k);
     for (uint32_t i = 0; i < found; ++i) {
-        const double x = from[2 * i], y = from[2 * i + 1];
-        line(corners, x - 3, y, x + 3, y, 255, 0, 0);
-        line(corners, x, y - 3, x, y + 3, 255, 0, 0);
+        const double x = from[2 * i], y = from[2 * i + 1], px = x * k, py = y * k;
+        thickLine(corners, px - 5, py, px + 5, py, 2, 255, 0, 0);
+        thickLine(corners, px, py - 5, px, py + 5, 2, 255, 0, 0);
         if (status[i] != 1) continue;
         ++result.tracked;
-        line(flow, x, y, to[2 * i], to[2 * i + 1], 0, 255, 0);
-        plot(flow, int(std::lround(to[2 * i])), int(std::lround(to[2 * i + 1])), 255, 0, 0);
+        const double tipX = px + (to[2 * i] - x) * k * kFlowScale, tipY = py + (to[2 * i + 1] - y) * k * kFlowScale;
+        thickLine(flow, px, py, tipX, tipY, 2, 0, 255, 0);
+        thickLine(flow, tipX - 1, tipY - 1, tipX + 1, tipY + 1, 3, 255, 0, 0);  // the head
         if (!builtIn) continue;
         const bool onObject = inObject(x, y, kObjX, kObjY, -6), nearObject = inObject(x, y, kObjX, kObjY, 6);
         if (nearObject && !onObject) continue;
@@ -247,10 +279,11 @@ DemoResult runDemo(const DemoOptions& options)
     std::error_code ignored;  // an output folder that cannot be made shows up as a failed write
     std::filesystem::create_directories(options.output, ignored);
     const std::pair<const char*, const ToolImage*> pictures[] = {
-        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", &mask}};
+        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}};
+    const ToolImage bigMask = enlarged(mask, k);
     for (const auto& [name, img] : pictures) {
         const std::string path = options.output + "/" + name;
-        if (!writePng(path, *img)) {
+        if (!writePng(path, img ? *img : bigMask)) {
             std::fprintf(stderr, "lumiva demo: cannot write %s\n", path.c_str());
             result.exitCode = kExitOutput;
             return result;
@@ -265,6 +298,8 @@ DemoResult runDemo(const DemoOptions& options)
     if (builtIn)
         std::printf("tracking error against the known motion: %.4f px (camera (%.1f, %.1f), object (%.1f, %.1f) on top)\n",
                     result.trackingError, kShiftX, kShiftY, kMoveX, kMoveY);
-    std::printf("pictures written to %s/\n", options.output.c_str());
+    std::printf("pictures (%ux%u; flow vectors drawn %.0f times their length):\n", w * k, h * k, kFlowScale);
+    for (const std::string& path : result.pictures)
+        std::printf("  %s\n", std::filesystem::absolute(path).string().c_str());
     return result;
 }
