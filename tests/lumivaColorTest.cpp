@@ -293,6 +293,26 @@ TEST_F(ColorDeathTest, WidthOneStopsThePairKernels)
                 ::testing::ExitedWithCode(1), "");
 }
 
+// The grey rule has one exact value per colour, and the NEON form reaches it by a split of
+// the coefficients whose carries are easy to get wrong: every colour, both forms.
+TEST(ColorExact, GreyOfEveryColour)
+{
+    const uint32_t w = 4096, h = 16;  // one red value per image: 256 x 256 (green, blue) pairs
+    Bytes rgb(3 * w * h), c(w * h), v(w * h);
+    for (int red = 0; red < 256; ++red) {
+        for (uint32_t k = 0; k < w * h; ++k) {
+            rgb[3 * k] = uint8_t(red);
+            rgb[3 * k + 1] = uint8_t(k >> 8);
+            rgb[3 * k + 2] = uint8_t(k);
+        }
+        lmvColorRGB888ToGrayu8C(rgb.data(), w, h, 0, c.data(), 0);
+        lmvColorRGB888ToGrayu8V(rgb.data(), w, h, 0, v.data(), 0);
+        for (uint32_t k = 0; k < w * h; ++k)
+            ASSERT_EQ((19595 * red + 38469 * int(k >> 8) + 7471 * int(k & 255) + 32768) >> 16, c[k]) << k;
+        ASSERT_EQ(c, v) << "red " << red;
+    }
+}
+
 TEST_F(TablesTest, FourTwoZeroPseudoPlanarReturnsTheHeight)
 {
     const uint32_t w = 6, h = 4;

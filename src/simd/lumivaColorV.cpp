@@ -319,26 +319,27 @@ void extractV(const uint8_t* src, size_t stride, size_t n, uint8_t* dst)
 
 // ---- Pixel-wise conversions --------------------------------------------------------------
 
-// (19595R + 38469G + 7471B + 32768) >> 16 in 16-bit lanes: with each coefficient split
-// into 256*high + low, the sum is 256*hi + lo + 32768 where hi = 76R + 150G + 29B and
-// lo = 139R + 69G + 47B both fit 16 bits, and the result is (hi + (lo >> 8) + 128) >> 8
-// (at most 65406, so the 128 can start hi).
+// (19595R + 38469G + 7471B + 32768) >> 16 in 16-bit lanes, in the high byte of the result:
+// with the coefficients split as 256*high + low around the nearest multiple of 256, the sum
+// is 256*t + u + 32768 where t = 77R + 150G + 29B (at most 65280) and u = -117R + 69G + 47B
+// lies in [-29835, 29580], so u + 32768 fits 16 unsigned bits and t + ((u + 32768) >> 8)
+// reaches 65523 at most.
 inline uint16x8_t grey16(uint16x8_t r, uint16x8_t g, uint16x8_t b)
 {
-    const uint16x8_t hr = opaque(vdupq_n_u16(76)), hg = opaque(vdupq_n_u16(150)), hb = opaque(vdupq_n_u16(29));
-    const uint16x8_t lr = opaque(vdupq_n_u16(139)), lg = opaque(vdupq_n_u16(69)), lb = opaque(vdupq_n_u16(47));
-    uint16x8_t hi = vmlaq_u16(vmlaq_u16(vmlaq_u16(vdupq_n_u16(128), r, hr), g, hg), b, hb);
-    uint16x8_t lo = vmlaq_u16(vmlaq_u16(vmulq_u16(r, lr), g, lg), b, lb);
-    return vsraq_n_u16(hi, lo, 8);
+    const uint16x8_t tr = opaque(vdupq_n_u16(77)), tg = opaque(vdupq_n_u16(150)), tb = opaque(vdupq_n_u16(29));
+    const uint16x8_t ur = opaque(vdupq_n_u16(uint16_t(-117))), ug = opaque(vdupq_n_u16(69));
+    const uint16x8_t ub = opaque(vdupq_n_u16(47));
+    const uint16x8_t t = vmlaq_u16(vmlaq_u16(vmulq_u16(r, tr), g, tg), b, tb);
+    const uint16x8_t u = vmlaq_u16(vmlaq_u16(vmlaq_u16(vdupq_n_u16(32768), r, ur), g, ug), b, ub);  // wraps mod 2^16
+    return vsraq_n_u16(t, u, 8);
 }
 
 void greyV(const uint8_t* src, size_t n, uint8_t* dst)
 {
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        uint8x16x3_t p = load3(src + 3 * i);
-        Split r = splitBytes(p.val[0]), g = splitBytes(p.val[1]), b = splitBytes(p.val[2]);
-        vst1q_u8(dst + i, joinHighBytes(grey16(r.even, g.even, b.even), grey16(r.odd, g.odd, b.odd)));
+        const uint16x8x3_t lo = loadWidened3(src + 3 * i), hi = loadWidened3(src + 3 * i + 24);
+        vst1q_u8(dst + i, highBytes(grey16(lo.val[0], lo.val[1], lo.val[2]), grey16(hi.val[0], hi.val[1], hi.val[2])));
     }
     if (i < n) ilmvColorRowsC().grey(src + 3 * i, n - i, dst + i);
 }

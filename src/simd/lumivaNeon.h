@@ -238,6 +238,13 @@ inline float32x4_t lastColumns(const float* row, int w, int n)
 inline uint8x16x2_t load2(const uint8_t* p) { return vld2q_u8(p); }
 inline uint8x16x3_t load3(const uint8_t* p) { return vld3q_u8(p); }
 inline uint8x16x4_t load4(const uint8_t* p) { return vld4q_u8(p); }
+
+// The three channels of 8 packed 3-byte pixels (24 bytes), widened to 16-bit lanes.
+inline uint16x8x3_t loadWidened3(const uint8_t* p)
+{
+    const uint8x8x3_t v = vld3_u8(p);
+    return {{vmovl_u8(v.val[0]), vmovl_u8(v.val[1]), vmovl_u8(v.val[2])}};
+}
 inline void store2(uint8_t* p, uint8x16x2_t v) { vst2q_u8(p, v); }
 inline void store3(uint8_t* p, uint8x16x3_t v) { vst3q_u8(p, v); }
 inline void store4(uint8_t* p, uint8x16x4_t v) { vst4q_u8(p, v); }
@@ -274,6 +281,24 @@ inline uint8x16x3_t load3(const uint8_t* p)
     uint8x16x3_t bytes = {{vld1q_u8(p), vld1q_u8(p + 16), vld1q_u8(p + 32)}};
     return {{vqtbl3q_u8(bytes, vld1q_u8(kLoad3[0])), vqtbl3q_u8(bytes, vld1q_u8(kLoad3[1])),
              vqtbl3q_u8(bytes, vld1q_u8(kLoad3[2]))}};
+}
+
+// Bytes 0-15 and 8-23 of 8 packed 3-byte pixels as one 32-byte table: channel c of pixel k
+// (byte 3k + c) sits at 3k + c below 16 and at 3k + c + 8 from there on; 255 gives a zero
+// high byte.
+alignas(16) inline constexpr uint8_t kWiden3[3][16] = {
+    {0, 255, 3, 255, 6, 255, 9, 255, 12, 255, 15, 255, 26, 255, 29, 255},
+    {1, 255, 4, 255, 7, 255, 10, 255, 13, 255, 24, 255, 27, 255, 30, 255},
+    {2, 255, 5, 255, 8, 255, 11, 255, 14, 255, 25, 255, 28, 255, 31, 255}};
+
+// One two-register lookup per channel straight into 16-bit lanes: fewer shuffles than a
+// three-register de-interleave followed by widening.
+inline uint16x8x3_t loadWidened3(const uint8_t* p)
+{
+    const uint8x16x2_t bytes = {{vld1q_u8(p), vld1q_u8(p + 8)}};
+    return {{vreinterpretq_u16_u8(vqtbl2q_u8(bytes, vld1q_u8(kWiden3[0]))),
+             vreinterpretq_u16_u8(vqtbl2q_u8(bytes, vld1q_u8(kWiden3[1]))),
+             vreinterpretq_u16_u8(vqtbl2q_u8(bytes, vld1q_u8(kWiden3[2])))}};
 }
 
 inline uint8x16x4_t load4(const uint8_t* p)
