@@ -7,24 +7,50 @@
 
 namespace {
 
-// The whole segment test on 16 pixels at once. Each circle position gives one mask byte per
-// lane, brighter in the high nibble and darker in the low one, so one pass of ANDs tracks
-// both polarities: runs of 2, 4 and 8 by doubling, then one more step makes 9 or 10. A
-// lane is a corner when any run of the arc's length is set, in either nibble.
-uint8x16_t cornerLanes(const uint8_t* p, const int offsets[16], uint8x16_t high, uint8x16_t low, int arc)
+// Circle position k of 16 pixels as one mask byte per lane: brighter than centre + barrier
+// in the high nibble, darker than centre - barrier in the low one, so that one AND tracks
+// both polarities.
+inline uint8x16_t circleMask(const uint8_t* p, int offset, uint8x16_t high, uint8x16_t low)
 {
-    const uint8x16_t brighterNibble = vdupq_n_u8(0xF0);
-    uint8x16_t m[16], run2[16], run4[16];
-    for (int k = 0; k < 16; ++k) {
-        const uint8x16_t v = vld1q_u8(p + offsets[k]);
-        m[k] = vbslq_u8(brighterNibble, vcgtq_u8(v, high), vcltq_u8(v, low));
-    }
-    for (int k = 0; k < 16; ++k) run2[k] = vandq_u8(m[k], m[(k + 1) & 15]);
-    for (int k = 0; k < 16; ++k) run4[k] = vandq_u8(run2[k], run2[(k + 2) & 15]);
+    const uint8x16_t v = vld1q_u8(p + offset);
+    return vbslq_u8(vdupq_n_u8(0xF0), vcgtq_u8(v, high), vcltq_u8(v, low));
+}
+
+// Whether any bit of any lane is set.
+inline bool anySet(uint8x16_t v)
+{
+    return vget_lane_u64(vreinterpret_u64_u8(vorr_u8(vget_low_u8(v), vget_high_u8(v))), 0) != 0;
+}
+
+// One nibble per lane (0xF where the lane is all ones) in a 64-bit word, lane k in nibble k.
+inline uint64_t laneNibbles(uint8x16_t v)
+{
+    return vget_lane_u64(vreinterpret_u64_u8(vshrn_n_u16(vreinterpretq_u16_u8(v), 4)), 0);
+}
+
+// Any arc of 9 or more holds two neighbouring compass positions (0, 4, 8, 12) in the arc's
+// polarity: the compass masks, needed by the whole test anyway, rule out most blocks.
+inline uint8x16_t compassPairs(const uint8x16_t m[16])
+{
+    return vorrq_u8(vorrq_u8(vandq_u8(m[0], m[4]), vandq_u8(m[4], m[8])),
+                    vorrq_u8(vandq_u8(m[8], m[12]), vandq_u8(m[12], m[0])));
+}
+
+// The rest of the segment test, given the 16 circle masks. A run of 9 starting at k holds
+// the run of 8 starting at the even one of k and k + 1, so runs of 8 at even starts suffice:
+// at even j, a run of 9 is run8[j] with m[j+8] (starting at j) or m[j-1] (starting at j-1);
+// a run of 10 is run8[j] with m[j+8] and one of m[j+9], m[j-1]. Runs double from pairs.
+uint8x16_t cornerLanes(const uint8x16_t m[16], int arc)
+{
+    uint8x16_t run2[8], run4[8];
+    for (int j = 0; j < 16; j += 2) run2[j / 2] = vandq_u8(m[j], m[j + 1]);
+    for (int j = 0; j < 8; ++j) run4[j] = vandq_u8(run2[j], run2[(j + 1) & 7]);
     uint8x16_t any = vdupq_n_u8(0);
-    for (int k = 0; k < 16; ++k) {
-        const uint8x16_t run8 = vandq_u8(run4[k], run4[(k + 4) & 15]);
-        const uint8x16_t tail = arc == 9 ? m[(k + 8) & 15] : run2[(k + 8) & 15];
+    for (int j = 0; j < 16; j += 2) {
+        const uint8x16_t run8 = vandq_u8(run4[j / 2], run4[(j / 2 + 2) & 7]);
+        const uint8x16_t before = m[(j + 15) & 15], after = m[(j + 8) & 15];
+        const uint8x16_t tail = arc == 9 ? vorrq_u8(after, before)
+                                         : vandq_u8(after, vorrq_u8(m[(j + 9) & 15], before));
         any = vorrq_u8(any, vandq_u8(run8, tail));
     }
     return vtstq_u8(any, any);
@@ -80,27 +106,6 @@ int vectorScore(const uint8_t* p, const int offsets[16], int barrier)
     return std::max(barrier, std::min(t, 254));
 }
 
-// Any arc of 9 or more holds two of the four compass positions, in the arc's polarity: a
-// cheap test that clears most blocks of 16 before the whole test runs.
-uint8x16_t compassLanes(const uint8_t* p, const int offsets[16], uint8x16_t high, uint8x16_t low)
-{
-    uint8x16_t brighter = vdupq_n_u8(0), darker = vdupq_n_u8(0);
-    for (int k = 0; k < 16; k += 4) {
-        const uint8x16_t v = vld1q_u8(p + offsets[k]);
-        brighter = vsubq_u8(brighter, vcgtq_u8(v, high));  // a true lane is all ones: minus -1
-        darker = vsubq_u8(darker, vcltq_u8(v, low));
-    }
-    const uint8x16_t two = vdupq_n_u8(2);
-    return vorrq_u8(vcgeq_u8(brighter, two), vcgeq_u8(darker, two));
-}
-
-bool anyLane(uint8x16_t v)
-{
-    uint64_t halves[2];
-    vst1q_u8(reinterpret_cast<uint8_t*>(halves), v);
-    return (halves[0] | halves[1]) != 0;
-}
-
 }  // namespace
 
 const ILMV_FAST_SCORERS& ilmvFastScorersV()
@@ -135,14 +140,20 @@ void ilmvFastScanV(const uint8_t* src, uint32_t width, uint32_t height, uint32_t
         const uint8_t* row = src + size_t(y) * stride;
         uint32_t x = border;
         for (; x + 16 <= width - border; x += 16) {
-            const uint8x16_t c = vld1q_u8(row + x), high = vqaddq_u8(c, b), low = vqsubq_u8(c, b);
-            if (!anyLane(compassLanes(row + x, offsets, high, low))) continue;
-            const uint8x16_t corners = cornerLanes(row + x, offsets, high, low, arc);
-            if (!anyLane(corners)) continue;
-            uint8_t lanes[16];
-            vst1q_u8(lanes, corners);
-            for (uint32_t k = 0; k < 16; ++k)
-                if (lanes[k] && append(x + k, y)) return;
+            const uint8_t* p = row + x;
+            const uint8x16_t c = vld1q_u8(p), high = vqaddq_u8(c, b), low = vqsubq_u8(c, b);
+            uint8x16_t m[16];
+            for (int k = 0; k < 16; k += 4) m[k] = circleMask(p, offsets[k], high, low);
+            if (!anySet(compassPairs(m))) continue;
+            for (int k = 0; k < 16; ++k)
+                if (k % 4) m[k] = circleMask(p, offsets[k], high, low);
+            // Corners are few: visit the set nibbles only.
+            uint64_t lanes = laneNibbles(cornerLanes(m, arc));
+            while (lanes) {
+                const uint32_t k = uint32_t(__builtin_ctzll(lanes)) / 4;
+                if (append(x + k, y)) return;
+                lanes &= ~(uint64_t(0xF) << (4 * k));
+            }
         }
         for (; x < width - border; ++x)
             if (consider(x, y, row + x)) return;
