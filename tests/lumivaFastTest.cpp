@@ -99,24 +99,31 @@ TEST(FastForms, SimdFindsTheSameCornersInTheSameOrder)
                 }
 }
 
+// Scores and suppression of both forms over sizes (the widest beyond the SIMD form's rows of
+// score codes, so its reference walk runs), thresholds inside and outside the byte range,
+// and capacities that cut the raw list short.
 TEST(FastForms, ScoresAndSuppressionAgree)
 {
-    const uint32_t w = 150, h = 60;
-    Bytes img = texture(w, h, 3);
     const struct {
         ScoreNms c, v;
     } forms[] = {{lmvCornerFast9Scoreu8_v2C, lmvCornerFast9Scoreu8_v2V}, {lmvCornerFast10Scoreu8C, lmvCornerFast10Scoreu8V}};
-    for (const auto& f : forms)
-        for (int barrier : {-5, 0, 20, 200, 300})
-            for (uint32_t nms : {0u, 1u}) {
-                Words xa(2 * w * h), xb(2 * w * h), sa(w * h), sb(w * h), ta(3 * w * h + h), tb(3 * w * h + h);
-                uint32_t na = 0, nb = 0;
-                f.c(img.data(), w, h, 0, barrier, 3, xa.data(), sa.data(), w * h, &na, nms, ta.data());
-                f.v(img.data(), w, h, 0, barrier, 3, xb.data(), sb.data(), w * h, &nb, nms, tb.data());
-                ASSERT_EQ(na, nb) << "barrier " << barrier;
-                ASSERT_EQ(xa, xb) << "barrier " << barrier;
-                ASSERT_EQ(sa, sb) << "barrier " << barrier;
-            }
+    for (auto [w, h] : {std::pair{150u, 60u}, std::pair{37u, 19u}, std::pair{4100u, 12u}})
+        for (const auto& f : forms)
+            for (int barrier : {-5, 0, 20, 200, 254, 255, 300})
+                for (uint32_t capacity : {w * h, 50u, 1u})
+                    for (uint32_t nms : {0u, 1u}) {
+                        Bytes img = texture(w, h, w + 3);
+                        Words xa(2 * w * h, 5), xb(2 * w * h, 5), sa(w * h, 5), sb(w * h, 5);
+                        Words ta(3 * w * h + h), tb(3 * w * h + h);
+                        uint32_t na = 0, nb = 0;
+                        f.c(img.data(), w, h, 0, barrier, 3, xa.data(), sa.data(), capacity, &na, nms, ta.data());
+                        f.v(img.data(), w, h, 0, barrier, 3, xb.data(), sb.data(), capacity, &nb, nms, tb.data());
+                        const std::string at = std::to_string(w) + "x" + std::to_string(h) + " barrier " +
+                                               std::to_string(barrier) + " capacity " + std::to_string(capacity);
+                        ASSERT_EQ(na, nb) << at;
+                        ASSERT_EQ(xa, xb) << at;
+                        ASSERT_EQ(sa, sb) << at;
+                    }
 }
 
 // Corners suppressed by the brute-force rule: any 8-neighbour in the list with a score >= own.

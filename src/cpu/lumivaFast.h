@@ -34,9 +34,16 @@ void ilmvFastDetect(ilmvFastScanFn scan, int arc, const uint8_t* src, uint32_t w
 // Scores: the largest threshold at which the pixel still passes, by binary search from barrier.
 using ilmvFastScoreFn = int (*)(const uint8_t* p, const int offsets[16], int barrier);
 
-// The score routines of one form: arc 9 and arc 10.
+// Non-maximum suppression of a raster-ordered corner list with scores, as nms_processing,
+// told the image width and the threshold the scores start from.
+using ilmvFastSuppressFn = void (*)(const uint32_t* corners, const uint32_t* scores, int32_t* rowStart, uint32_t n,
+                                    uint32_t width, int barrier, uint32_t* xyOut, uint32_t* scoresOut,
+                                    uint32_t* nOut);
+
+// The score routines of one form, arc 9 and arc 10, and its suppression.
 struct ILMV_FAST_SCORERS {
     ilmvFastScoreFn arc9, arc10;
+    ilmvFastSuppressFn suppress;
 };
 
 void ilmvFastScore(ilmvFastScanFn scan, const ILMV_FAST_SCORERS& scorers, int arc, const uint8_t* src,

@@ -128,7 +128,7 @@ void ilmvFastScore(ilmvFastScanFn scan, const ILMV_FAST_SCORERS& scorers, int ar
     ilmvFastDetect(scan, arc, src, width, height, stride, barrier, border, rawXy, nMax, &raw, bitMask, maskWidth,
                    maskHeight);
     scoreAll(raw, rawXy, rawScores);
-    nms_processing(rawXy, rawScores, rowStart, raw, xy, scores, n);
+    scorers.suppress(rawXy, rawScores, rowStart, raw, width, barrier, xy, scores, n);
 }
 
 namespace {
@@ -178,11 +178,17 @@ int score10ThroughPointer(const uint8_t* p, const int offsets[16], int barrier)
     return fast10_corner_score(p, offsets, barrier);
 }
 
+void suppressC(const uint32_t* corners, const uint32_t* scores, int32_t* rowStart, uint32_t n, uint32_t, int,
+               uint32_t* xyOut, uint32_t* scoresOut, uint32_t* nOut)
+{
+    nms_processing(corners, scores, rowStart, n, xyOut, scoresOut, nOut);
+}
+
 }  // namespace
 
 const ILMV_FAST_SCORERS& ilmvFastScorersC()
 {
-    static const ILMV_FAST_SCORERS scorers = {score9ThroughPointer, score10ThroughPointer};
+    static const ILMV_FAST_SCORERS scorers = {score9ThroughPointer, score10ThroughPointer, suppressC};
     return scorers;
 }
 

@@ -4,6 +4,7 @@
 #include "simd/lumivaNeon.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -106,11 +107,87 @@ int vectorScore(const uint8_t* p, const int offsets[16], int barrier)
     return std::max(barrier, std::min(t, 254));
 }
 
+// Suppression over rows of score codes: the corners of rows y-1, y and y+1 are drawn into
+// three rolling byte rows as score + 1 (0 where there is none), and a corner survives when
+// all eight neighbours hold less than its own code. The survivors are those of the
+// reference's cursor walk (any neighbour with a score at least as high suppresses), found
+// without its branches. Scores then lie in [barrier, 254]; other thresholds, and rows wider
+// than the rolling rows, take the reference walk.
+constexpr uint32_t kCodeRowWidth = 4096;
+
+struct ILMV_CODE_ROWS {
+    uint8_t code[3][kCodeRowWidth + 2];  // column x at x + 1: a neighbour column of -1 reads 0
+    int32_t drawnRow[3];                 // the image row each holds, or -1
+};
+
+void drawRow(ILMV_CODE_ROWS& rows, int slot, const uint32_t* corners, const uint32_t* scores, uint32_t first,
+             uint32_t last, bool erase)
+{
+    for (uint32_t i = first; i < last; ++i)
+        rows.code[slot][corners[2 * i] + 1] = erase ? 0 : uint8_t(scores[i] + 1);
+}
+
+void suppressV(const uint32_t* corners, const uint32_t* scores, int32_t* rowStart, uint32_t n, uint32_t width,
+               int barrier, uint32_t* xyOut, uint32_t* scoresOut, uint32_t* nOut)
+{
+    if (width > kCodeRowWidth || barrier < 0 || barrier > 254) {
+        nms_processing(corners, scores, rowStart, n, xyOut, scoresOut, nOut);
+        return;
+    }
+    ILMV_CODE_ROWS rows;
+    std::memset(rows.code, 0, sizeof rows.code);
+    auto rowOf = [&](uint32_t i) { return int32_t(corners[2 * i + 1]); };
+    // The corners of one row: [first, last) of the list.
+    struct Group {
+        int32_t row;
+        uint32_t first, last;
+    };
+    Group held[3] = {{-1, 0, 0}, {-1, 0, 0}, {-1, 0, 0}};
+    // Makes slot `row mod 3` hold the corners of `group` (row `row`), or nothing.
+    auto hold = [&](int32_t row, const Group& group) {
+        const int slot = int((row % 3 + 3) % 3);
+        Group& now = held[slot];
+        if (now.row == group.row && now.first == group.first) return slot;
+        if (now.row >= 0) drawRow(rows, slot, corners, scores, now.first, now.last, true);
+        if (group.row >= 0) drawRow(rows, slot, corners, scores, group.first, group.last, false);
+        now = group;
+        return slot;
+    };
+    auto groupAt = [&](uint32_t first) {
+        uint32_t last = first + 1;
+        while (last < n && rowOf(last) == rowOf(first)) ++last;
+        return Group{rowOf(first), first, last};
+    };
+    *nOut = 0;
+    Group previous = {-1, 0, 0};
+    for (uint32_t first = 0; first < n;) {
+        const Group group = groupAt(first);
+        const Group next = group.last < n ? groupAt(group.last) : Group{-1, 0, 0};
+        const int32_t y = group.row;
+        const uint8_t* above = rows.code[hold(y - 1, previous.row == y - 1 ? previous : Group{-1, 0, 0})];
+        const uint8_t* same = rows.code[hold(y, group)];
+        const uint8_t* below = rows.code[hold(y + 1, next.row == y + 1 ? next : Group{-1, 0, 0})];
+        for (uint32_t i = group.first; i < group.last; ++i) {
+            const uint32_t c = corners[2 * i] + 1;
+            const uint8_t own = uint8_t(scores[i] + 1);
+            const uint8_t around = std::max({above[c - 1], above[c], above[c + 1], same[c - 1], same[c + 1],
+                                             below[c - 1], below[c], below[c + 1]});
+            if (around >= own) continue;
+            xyOut[2 * *nOut] = corners[2 * i];
+            xyOut[2 * *nOut + 1] = corners[2 * i + 1];
+            scoresOut[*nOut] = scores[i];
+            ++*nOut;
+        }
+        previous = group;
+        first = group.last;
+    }
+}
+
 }  // namespace
 
 const ILMV_FAST_SCORERS& ilmvFastScorersV()
 {
-    static const ILMV_FAST_SCORERS scorers = {vectorScore<9>, vectorScore<10>};
+    static const ILMV_FAST_SCORERS scorers = {vectorScore<9>, vectorScore<10>, suppressV};
     return scorers;
 }
 
