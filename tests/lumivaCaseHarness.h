@@ -1,5 +1,5 @@
-// Runs one operation's reference and SIMD forms on the same random inputs and compares
-// every output byte, padding included. The cases themselves are generated from the
+// Runs one operation two ways (its reference and SIMD forms, or its public entry and its
+// SIMD form) on the same random inputs and compares every output byte, padding included. The cases themselves are generated from the
 // operation descriptions; this harness owns the buffers.
 //
 // Every buffer is allocated to end exactly at the image's last byte, so an over-read
@@ -208,8 +208,9 @@ private:
 struct ilmvOpCase {
     const char* name;
     const char* family;
-    void (*run)(ilmvCase&);
+    void (*run)(ilmvCase&);       // the reference form against the SIMD form
     uint32_t minWidth;
+    void (*runEntry)(ilmvCase&);  // the public entry against the SIMD form; null without one
 };
 
 inline void PrintTo(const ilmvOpCase& op, std::ostream* os)

@@ -379,8 +379,9 @@ def gen_registry(ops, slots):
                 names="\n".join(f"    {c_string(n) if n else 'nullptr'}," for n in slots))
 
 
-def case_for(o):
-    """One generated test case: the same inputs through the C and V forms, outputs compared."""
+def case_for(o, first="C"):
+    """One generated test case: the same inputs through two ways of running the operation,
+    outputs compared: the C and V forms, or (first="entry") the public entry and the V form."""
     lines = []
     call_args = {0: [], 1: []}
     for p in o.params:
@@ -406,17 +407,25 @@ def case_for(o):
             lines.append(f"    auto {p.name} = c.result<{p.ctype}>();\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
-    for f, form in ((0, "C"), (1, "V")):
+    for f, form in ((0, "" if first == "entry" else "C"), (1, "V")):
         call = f"{o.name}{form}({', '.join(call_args[f])})"
         lines.append(f"    c.record({f}, {call});\n" if o.ret != VOID else f"    {call};\n")
-    return fill("case.in", name=o.name, body="".join(lines))
+    name = o.name if first == "C" else f"{o.name}_entry"
+    return fill("case.in", name=name, body="".join(lines))
+
+
+def has_own_entry(o):
+    """The slot's entry takes the forms' own parameters, so a case can call it alike."""
+    return o.entry and not o.internal and o.follows_slot is None
 
 
 def gen_cases(ops):
     paired = [o for o in ops if o.has_form("C") and o.has_form("V") and o.cases]
-    table = "\n".join(f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}, {o.case_min_width}}},"
-                      for o in paired)
-    return fill("cases.inc.in", banner=banner(ops), cases="".join(case_for(o) for o in paired), table=table)
+    entry_of = {o.name: f"case_{o.name}_entry" if has_own_entry(o) else "nullptr" for o in paired}
+    table = "\n".join(f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}, {o.case_min_width}, "
+                      f"{entry_of[o.name]}}}," for o in paired)
+    cases = "".join(case_for(o) + (case_for(o, "entry") if has_own_entry(o) else "") for o in paired)
+    return fill("cases.inc.in", banner=banner(ops), cases=cases, table=table)
 
 
 def gen_entry_rows(ops):
