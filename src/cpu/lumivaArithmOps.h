@@ -9,6 +9,8 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
+#include <cstddef>
 
 namespace ilmv {
 
@@ -124,6 +126,131 @@ inline float32_t meanOf(int64_t total, uint32_t width, uint32_t height)
 {
     return static_cast<float32_t>(total) / static_cast<float32_t>(width * height);
 }
+
+// ---- Element rules ---------------------------------------------------------------------
+// One functor per operation (or per family of operations that differ only in types): what
+// each element of the result is. The descriptions name the rule of every member; both
+// forms walk the image with it, and the SIMD form adds a vector version of the same rule.
+
+struct AbsDiff {
+    template <class T>
+    T operator()(T a, T b) const { return absDiff(a, b); }
+};
+
+// a + b or a - b into D, wrapped or saturated by the policy.
+template <class D>
+struct AddWith {
+    LMV_OVERFLOW_POLICY policy;
+    template <class A, class B>
+    D operator()(A a, B b) const { return applyPolicy<D>(a + b, policy); }
+};
+
+template <class D>
+struct SubtractWith {
+    LMV_OVERFLOW_POLICY policy;
+    template <class A, class B>
+    D operator()(A a, B b) const { return applyPolicy<D>(a - b, policy); }
+};
+
+// a + b and a - b exactly in a wider D (or D's own arithmetic for floats).
+template <class D>
+struct Sum {
+    template <class A, class B>
+    D operator()(A a, B b) const { return static_cast<D>(a + b); }
+};
+
+template <class D>
+struct Difference {
+    template <class A, class B>
+    D operator()(A a, B b) const { return static_cast<D>(static_cast<D>(a) - static_cast<D>(b)); }
+};
+
+template <class D>
+struct SaturatedSum {
+    template <class T>
+    D operator()(T a, T b) const { return saturate<D>(a + b); }
+};
+
+template <class D>
+struct SaturatedDifference {
+    template <class T>
+    D operator()(T a, T b) const { return saturate<D>(a - b); }
+};
+
+template <class D>
+struct Product {
+    template <class A, class B>
+    D operator()(A a, B b) const { return static_cast<D>(a * b); }
+};
+
+// The scaled product a * b into D: unsigned products for bytes, signed for 16-bit lanes.
+template <class D>
+struct ScaledProduct {
+    Shift shift;
+    LMV_OVERFLOW_POLICY policy;
+    ScaledProduct(int32_t scale, LMV_OVERFLOW_POLICY p) : shift(shiftOf(scale)), policy(p) {}
+    D operator()(uint8_t a, uint8_t b) const { return applyPolicy<D>(scaled(uint32_t(a * b), shift), policy); }
+    D operator()(int16_t a, int16_t b) const { return applyPolicy<D>(scaled(int32_t(a * b), shift), policy); }
+};
+
+struct AddSquared {
+    Shift shift;
+    explicit AddSquared(int32_t scale) : shift(shiftOf(scale)) {}
+    uint16_t operator()(uint8_t a, uint16_t acc) const { return addSquared(a, acc, shift); }
+};
+
+struct Weighted {
+    int16_t wa, wb;
+    Weighted(float32_t alpha, float32_t beta) : wa(weightOf(alpha)), wb(weightOf(beta)) {}
+    uint8_t operator()(uint8_t a, uint8_t b) const { return weighted(a, b, wa, wb); }
+};
+
+// (a >> 1) - (b >> 1) as signed bytes.
+struct HalfDifference {
+    int8_t operator()(uint8_t a, uint8_t b) const { return static_cast<int8_t>((a >> 1) - (b >> 1)); }
+};
+
+struct BitAnd {
+    uint8_t operator()(uint8_t a, uint8_t b) const { return static_cast<uint8_t>(a & b); }
+};
+
+struct BitXor {
+    uint8_t operator()(uint8_t a, uint8_t b) const { return static_cast<uint8_t>(a ^ b); }
+};
+
+struct BitNot {
+    uint8_t operator()(uint8_t a) const { return static_cast<uint8_t>(~a); }
+};
+
+// a | b, 0 where the mask byte is 0 (the mask is optional).
+struct MaskedOr {
+    template <class T>
+    T operator()(T a, T b, const uint8_t* mask, size_t i) const { return (!mask || mask[i]) ? (a | b) : 0; }
+};
+
+// Rules against a scalar operand.
+template <class T>
+struct AddScalar {
+    T scalar;
+    T operator()(T a) const
+    {
+        if constexpr (std::is_floating_point<T>::value) return a + scalar;
+        else return saturate<T>(a + scalar);
+    }
+};
+
+struct MultiplyScalarShifted {
+    int16_t scalar;
+    Shift shift;
+    MultiplyScalarShifted(int16_t k, int32_t s) : scalar(k), shift(shiftOf(s)) {}
+    int16_t operator()(int16_t a) const { return saturate<int16_t>(scaled(a * scalar, shift)); }
+};
+
+template <class T>
+struct MultiplyScalar {
+    T scalar;
+    T operator()(T a) const { return a * scalar; }
+};
 
 }  // namespace ilmv
 

@@ -1,7 +1,8 @@
-// NEON forms of the element-wise arithmetic family. Each walks the image with the row
-// walk of the reference forms (one run when the image is tightly packed), processes
-// 16 elements per step with an 8-element step after, and hands the last elements to
-// the reference rule, so the bytes equal the reference ones.
+// NEON forms of the element-wise arithmetic family. The walks mirror the reference ones:
+// each takes the member's element rule, looks up the vector version of that rule below,
+// processes 16 elements per step with an 8-element step after, and hands the last elements
+// to the rule itself, so the bytes equal the reference ones. The exported forms are
+// generated from the descriptions, one call of a walk each.
 #include "core/lumivaImage.h"
 #include "cpu/lumivaArithmOps.h"
 #include "lumivaKernels.h"
@@ -12,45 +13,6 @@
 using namespace ilmv;
 
 namespace {
-
-// ---- Walks ---------------------------------------------------------------------------
-
-// Byte images, same width in and out: `vec(a, b)` on Q and D registers, `one(a, b)` on the rest.
-template <class Out, class Vec, class One>
-void bytes2(const uint8_t* src1, uint32_t s1, const uint8_t* src2, uint32_t s2, Out* dst, uint32_t sd,
-            uint32_t w, uint32_t h, Vec vec, One one)
-{
-    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* a, const uint8_t* b, Out* d) {
-        stepBytes(n, [&](size_t i, auto reg) { store(d + i, vec(load(a + i, reg), load(b + i, reg))); },
-                  [&](size_t i) { d[i] = one(a[i], b[i]); });
-    }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(dst, sd));
-}
-
-template <class Vec, class One>
-void bytes1(const uint8_t* src, uint32_t ss, uint8_t* dst, uint32_t sd, uint32_t w, uint32_t h, Vec vec, One one)
-{
-    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* a, uint8_t* d) {
-        stepBytes(n, [&](size_t i, auto reg) { store(d + i, vec(load(a + i, reg))); }, [&](size_t i) { d[i] = one(a[i]); });
-    }, ilmvPlane(src, ss), ilmvPlane(dst, sd));
-}
-
-// Any element types: `eight(a, b, d)` handles 8 elements at the given pointers.
-template <class A, class B, class D, class Eight, class One>
-void by8(const A* src1, uint32_t s1, const B* src2, uint32_t s2, D* dst, uint32_t sd, uint32_t w, uint32_t h,
-         Eight eight, One one)
-{
-    ilmvForEachRow(w, h, [&](size_t n, const A* a, const B* b, D* d) {
-        stepBy8(n, [&](size_t i) { eight(a + i, b + i, d + i); }, [&](size_t i) { d[i] = one(a[i], b[i]); });
-    }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(dst, sd));
-}
-
-template <class A, class D, class Eight, class One>
-void by8(const A* src, uint32_t ss, D* dst, uint32_t sd, uint32_t w, uint32_t h, Eight eight, One one)
-{
-    ilmvForEachRow(w, h, [&](size_t n, const A* a, D* d) {
-        stepBy8(n, [&](size_t i) { eight(a + i, d + i); }, [&](size_t i) { d[i] = one(a[i]); });
-    }, ilmvPlane(src, ss), ilmvPlane(dst, sd));
-}
 
 // ---- 32-bit lanes --------------------------------------------------------------------
 
@@ -126,7 +88,7 @@ void patternRow(const T* a, T* d, size_t elems, const Pattern<T, 16 / sizeof(T)>
     for (; i < elems; ++i) one(i);
 }
 
-template <class T, class VecType>
+template <class T>
 void absDiffV(const T* src, uint32_t w, uint32_t h, uint32_t ss, const T* values, size_t ch, T* dst, uint32_t sd)
 {
     const Pattern<T, 4> pat(values, ch);
@@ -267,255 +229,271 @@ void bitwiseOrWords(const int32_t* src1, uint32_t w, uint32_t h, uint32_t s1, co
     }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(mask, sm), ilmvPlane(dst, sd));
 }
 
-}  // namespace
 
-extern "C" {
+// ---- Means ---------------------------------------------------------------------------
 
-LMV_EXPORT void lmvAbsDiffu8V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                              uint8_t* dst, uint32_t sd)
+// The total wraps at 32 bits like the reference's, whatever the order of the additions.
+float32_t meanBytes(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss)
 {
-    // max(a, b) - min(a, b) per byte, which is |a - b| for every input.
-    bytes2(src1, ss, src2, ss, dst, sd, w, h, [](auto a, auto b) { return absd(a, b); },
-           [](uint8_t a, uint8_t b) { return absDiff(a, b); });
+    uint32_t total = 0;
+    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* s) {
+        uint32x4_t acc = vdupq_n_u32(0);
+        size_t i = 0;
+        for (; i + 16 <= n; i += 16) acc = vpadalq_u16(acc, vpaddlq_u8(vld1q_u8(s + i)));
+        if (i + 8 <= n) {
+            acc = vpadalq_u16(acc, vmovl_u8(vld1_u8(s + i)));
+            i += 8;
+        }
+        uint32_t lanes[4];
+        vst1q_u32(lanes, acc);
+        total += lanes[0] + lanes[1] + lanes[2] + lanes[3];
+        for (; i < n; ++i) total += s[i];
+    }, ilmvPlane(src, ss));
+    return meanOf(total, w, h);
 }
 
-LMV_EXPORT void lmvAbsDiffs32V(const int32_t* src1, const int32_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                               int32_t* dst, uint32_t sd)
+float32_t meanWords(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss)
 {
-    // The difference wraps before the absolute value, as in the reference.
-    by8(src1, ss, src2, ss, dst, sd, w, h,
-        [](const int32_t* a, const int32_t* b, int32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); }); },
-        [](int32_t a, int32_t b) { return absDiff(a, b); });
+    int64_t total = 0;
+    ilmvForEachRow(w, h, [&](size_t n, const int32_t* s) {
+        int64x2_t acc = vdupq_n_s64(0);
+        stepBy8(n, [&](size_t i) {
+            acc = vpadalq_s32(acc, vld1q_s32(s + i));
+            acc = vpadalq_s32(acc, vld1q_s32(s + i + 4));
+        }, [&](size_t i) { total += s[i]; });
+        total += vgetq_lane_s64(acc, 0) + vgetq_lane_s64(acc, 1);
+    }, ilmvPlane(src, ss));
+    return meanOf(total, w, h);
 }
 
-LMV_EXPORT void lmvAbsDifff32V(const float32_t* src1, const float32_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                               float32_t* dst, uint32_t sd)
+// ---- Vector versions of the element rules ------------------------------------------
+// VectorRule<Rule, A, B, D> is built from the rule (its scalars) and offers either
+// `bytes(a, b)` on Q and D registers of bytes (kBytes) or `eight(a, b, d)` on 8 elements at
+// the given pointers. `visit(f)` hands f the vector rule to walk with: itself, or, for
+// rules whose choice of instructions depends on a scalar (wrap or saturate), the variant
+// for that scalar, chosen once per call.
+
+template <class Self>
+struct Visits {
+    template <class F>
+    void visit(F f) const { f(static_cast<const Self&>(*this)); }
+};
+
+template <class Rule, class A, class B, class D>
+struct VectorRule;
+
+struct BytesRule {
+    static constexpr bool kBytes = true;
+};
+
+struct EightRule {
+    static constexpr bool kBytes = false;
+};
+
+// A byte rule given as one function for both register widths.
+template <class Fn>
+struct Bytes : BytesRule, Visits<Bytes<Fn>> {
+    Fn fn;
+    explicit Bytes(Fn f) : fn(f) {}
+    template <class V>
+    auto bytes(V a, V b) const { return fn(a, b); }
+};
+
+template <class Fn>
+Bytes<Fn> bytesRule(Fn fn)
 {
-    by8(src1, ss, src2, ss, dst, sd, w, h,
-        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); }); },
-        [](float32_t a, float32_t b) { return absDiff(a, b); });
+    return Bytes<Fn>(fn);
 }
 
-LMV_EXPORT void lmvAbsDiffVu8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t v, uint8_t* dst,
-                               uint32_t sd)
+// An 8-element rule given as one function.
+template <class Fn>
+struct Eight : EightRule, Visits<Eight<Fn>> {
+    Fn fn;
+    explicit Eight(Fn f) : fn(f) {}
+    template <class... P>
+    void eight(P... p) const { fn(p...); }
+};
+
+template <class Fn>
+Eight<Fn> eightRule(Fn fn)
 {
-    absDiffVBytes(src, w, h, ss, &v, 1, dst, sd);
+    return Eight<Fn>(fn);
 }
 
-LMV_EXPORT void lmvAbsDiffVs32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, int32_t v, int32_t* dst,
-                                uint32_t sd)
+// Two register versions chosen by a flag once per call.
+template <class Wrapped, class Saturated>
+struct ByPolicy {
+    bool wrap;
+    Wrapped wrapped;
+    Saturated saturated;
+    template <class F>
+    void visit(F f) const { wrap ? f(wrapped) : f(saturated); }
+};
+
+template <class Wrapped, class Saturated>
+ByPolicy<Wrapped, Saturated> byPolicy(LMV_OVERFLOW_POLICY policy, Wrapped w, Saturated s)
 {
-    absDiffV<int32_t, int32x4_t>(src, w, h, ss, &v, 1, dst, sd);
+    return {policy == LUMIVA_OVERFLOW_WRAP, w, s};
 }
 
-LMV_EXPORT void lmvAbsDiffVf32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t v,
-                                float32_t* dst, uint32_t sd)
+// Each rule's vector version, found by its type.
+template <class T>
+auto vectorOf(const AbsDiff&, const T*, const T*, T*)
 {
-    absDiffV<float32_t, float32x4_t>(src, w, h, ss, &v, 1, dst, sd);
+    if constexpr (sizeof(T) == 1) {
+        // max(a, b) - min(a, b) per byte, which is |a - b| for every input.
+        return bytesRule([](auto a, auto b) { return absd(a, b); });
+    } else {
+        // The 32-bit difference wraps before the absolute value, as in the reference.
+        return eightRule([](const T* a, const T* b, T* d) { lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); }); });
+    }
 }
 
-LMV_EXPORT void lmvAbsDiffVc4u8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t v1, uint8_t v2,
-                                 uint8_t v3, uint8_t v4, uint8_t* dst, uint32_t sd)
+inline auto vectorOf(const AddWith<uint8_t>& r, const uint8_t*, const uint8_t*, uint8_t*)
 {
-    const uint8_t values[] = {v1, v2, v3, v4};
-    absDiffVBytes(src, w, h, ss, values, 4, dst, sd);
+    return byPolicy(r.policy, bytesRule([](auto a, auto b) { return add(a, b); }),
+                    bytesRule([](auto a, auto b) { return addSat(a, b); }));
 }
 
-LMV_EXPORT void lmvAbsDiffVc4s32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, int32_t v1, int32_t v2,
-                                  int32_t v3, int32_t v4, int32_t* dst, uint32_t sd)
+inline auto vectorOf(const AddWith<int16_t>& r, const int16_t*, const int16_t*, int16_t*)
 {
-    const int32_t values[] = {v1, v2, v3, v4};
-    absDiffV<int32_t, int32x4_t>(src, w, h, ss, values, 4, dst, sd);
-}
-
-LMV_EXPORT void lmvAbsDiffVc4f32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t v1,
-                                  float32_t v2, float32_t v3, float32_t v4, float32_t* dst, uint32_t sd)
-{
-    const float32_t values[] = {v1, v2, v3, v4};
-    absDiffV<float32_t, float32x4_t>(src, w, h, ss, values, 4, dst, sd);
-}
-
-LMV_EXPORT void lmvAbsDiffVc3u8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t v1, uint8_t v2,
-                                 uint8_t v3, uint8_t* dst, uint32_t sd)
-{
-    const uint8_t values[] = {v1, v2, v3};
-    absDiffVBytes(src, w, h, ss, values, 3, dst, sd);
-}
-
-LMV_EXPORT void lmvAbsDiffVc3s32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, int32_t v1, int32_t v2,
-                                  int32_t v3, int32_t* dst, uint32_t sd)
-{
-    const int32_t values[] = {v1, v2, v3};
-    absDiffV<int32_t, int32x4_t>(src, w, h, ss, values, 3, dst, sd);
-}
-
-LMV_EXPORT void lmvAbsDiffVc3f32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t v1,
-                                  float32_t v2, float32_t v3, float32_t* dst, uint32_t sd)
-{
-    const float32_t values[] = {v1, v2, v3};
-    absDiffV<float32_t, float32x4_t>(src, w, h, ss, values, 3, dst, sd);
-}
-
-LMV_EXPORT LMV_STATUS lmvAddu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
-                                uint32_t s2, LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t sd)
-{
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    auto one = [=](uint8_t a, uint8_t b) { return applyPolicy<uint8_t>(a + b, policy); };
-    if (policy == LUMIVA_OVERFLOW_WRAP)
-        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return add(a, b); }, one);
-    else
-        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return addSat(a, b); }, one);
-    return LUMIVA_SUCCESS;
-}
-
-LMV_EXPORT LMV_STATUS lmvAdds16_v2V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int16_t* src2,
-                                    uint32_t s2, LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
-{
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const int16_t* a, const int16_t* b, int16_t* d) {
+    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
+    return eightRule([=](const int16_t* a, const int16_t* b, int16_t* d) {
         int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
         vst1q_s16(d, wrap ? vaddq_s16(x, y) : vqaddq_s16(x, y));
-    }, [=](int16_t a, int16_t b) { return applyPolicy<int16_t>(a + b, policy); });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvAddu16u8u16V(const uint16_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                      const uint8_t* src2, uint32_t s2, LMV_OVERFLOW_POLICY policy, uint16_t* dst,
-                                      uint32_t sd)
+inline auto vectorOf(const AddWith<uint16_t>& r, const uint16_t*, const uint8_t*, uint16_t*)
 {
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint16_t* a, const uint8_t* b, uint16_t* d) {
+    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
+    return eightRule([=](const uint16_t* a, const uint8_t* b, uint16_t* d) {
         uint16x8_t x = vld1q_u16(a), y = vmovl_u8(vld1_u8(b));
         vst1q_u16(d, wrap ? vaddq_u16(x, y) : vqaddq_u16(x, y));
-    }, [=](uint16_t a, uint8_t b) { return applyPolicy<uint16_t>(a + b, policy); });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT void lmvAddu8u16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
-                             uint32_t s2, uint16_t* dst, uint32_t sd)
+inline auto vectorOf(const SubtractWith<uint8_t>& r, const uint8_t*, const uint8_t*, uint8_t*)
 {
-    by8(src1, s1, src2, s2, dst, sd, w, h,
-        [](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vaddl_u8(vld1_u8(a), vld1_u8(b))); },
-        [](uint8_t a, uint8_t b) { return static_cast<uint16_t>(a + b); });
+    return byPolicy(r.policy, bytesRule([](auto a, auto b) { return sub(a, b); }),
+                    bytesRule([](auto a, auto b) { return subSat(a, b); }));
 }
 
-LMV_EXPORT void lmvAdds16V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int16_t* src2,
-                           uint32_t s2, int16_t* dst, uint32_t sd)
+inline auto vectorOf(const SubtractWith<int16_t>& r, const int16_t*, const int16_t*, int16_t*)
 {
-    by8(src1, s1, src2, s2, dst, sd, w, h,
-        [](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), vld1q_s16(b))); },
-        [](int16_t a, int16_t b) { return saturate<int16_t>(a + b); });
-}
-
-LMV_EXPORT void lmvAddf32V(const float32_t* src1, uint32_t w, uint32_t h, uint32_t s1, const float32_t* src2,
-                           uint32_t s2, float32_t* dst, uint32_t sd)
-{
-    by8(src1, s1, src2, s2, dst, sd, w, h,
-        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return vaddq_f32(x, y); }); },
-        [](float32_t a, float32_t b) { return a + b; });
-}
-
-LMV_EXPORT LMV_STATUS lmvSubtractu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
-                                     uint32_t s2, LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t sd)
-{
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    auto one = [=](uint8_t a, uint8_t b) { return applyPolicy<uint8_t>(a - b, policy); };
-    if (policy == LUMIVA_OVERFLOW_WRAP)
-        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return sub(a, b); }, one);
-    else
-        bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return subSat(a, b); }, one);
-    return LUMIVA_SUCCESS;
-}
-
-LMV_EXPORT LMV_STATUS lmvSubtracts16V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int16_t* src2,
-                                      uint32_t s2, LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
-{
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const int16_t* a, const int16_t* b, int16_t* d) {
+    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
+    return eightRule([=](const int16_t* a, const int16_t* b, int16_t* d) {
         int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
         vst1q_s16(d, wrap ? vsubq_s16(x, y) : vqsubq_s16(x, y));
-    }, [=](int16_t a, int16_t b) { return applyPolicy<int16_t>(a - b, policy); });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvSubtractu8s16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                        const uint8_t* src2, uint32_t s2, int16_t* dst, uint32_t sd)
+inline auto vectorOf(const Sum<uint16_t>&, const uint8_t*, const uint8_t*, uint16_t*)
+{
+    return eightRule([](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vaddl_u8(vld1_u8(a), vld1_u8(b))); });
+}
+
+inline auto vectorOf(const Sum<float32_t>&, const float32_t*, const float32_t*, float32_t*)
+{
+    return eightRule([](const float32_t* a, const float32_t* b, float32_t* d) {
+        lanes8(a, b, d, [](auto x, auto y) { return vaddq_f32(x, y); });
+    });
+}
+
+inline auto vectorOf(const SaturatedSum<int16_t>&, const int16_t*, const int16_t*, int16_t*)
+{
+    return eightRule([](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), vld1q_s16(b))); });
+}
+
+inline auto vectorOf(const Difference<int16_t>&, const uint8_t*, const uint8_t*, int16_t*)
 {
     // The 16-bit wrapped difference of two bytes is their signed difference.
-    by8(src1, s1, src2, s2, dst, sd, w, h, [](const uint8_t* a, const uint8_t* b, int16_t* d) {
+    return eightRule([](const uint8_t* a, const uint8_t* b, int16_t* d) {
         vst1q_s16(d, vreinterpretq_s16_u16(vsubl_u8(vld1_u8(a), vld1_u8(b))));
-    }, [](uint8_t a, uint8_t b) { return static_cast<int16_t>(a - b); });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvAddWeightedu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                        const uint8_t* src2, uint32_t s2, float32_t alpha, float32_t beta,
-                                        uint8_t* dst, uint32_t sd)
+inline auto vectorOf(const Difference<float32_t>&, const float32_t*, const float32_t*, float32_t*)
 {
-    // The sum stays in 16-bit lanes by splitting each weight into a signed high byte and
-    // an unsigned low byte, W = 256*Wh + Wl:
-    //   (A*a + B*b + 128) >> 8 = Ah*a + Bh*b + ((Al*a + Bl*b + 128) >> 8),
-    // and, with x = Al*a and y = Bl*b, the last term is
-    //   (x >> 8) + (y >> 8) + (((x & 255) + (y & 255) + 128) >> 8).
-    // Ah*a + Bh*b saturates only when the whole sum is already far outside 0..255, so
-    // the final clamp gives the exact result.
-    const int16_t wa = weightOf(alpha), wb = weightOf(beta);
-    auto one = [=](uint8_t a, uint8_t b) { return weighted(a, b, wa, wb); };
-    if (wa >= 0 && wb >= 0 && wa + wb <= 256) {
-        // Weights of a blend: A*a + B*b + 128 <= 255*256 + 128 fits 16 bits and the
-        // result fits a byte, so one rounding narrowing shift gives it directly.
-        const uint8x8_t ka = vdup_n_u8(static_cast<uint8_t>(wa)), kb = vdup_n_u8(static_cast<uint8_t>(wb));
-        const bool full = wa == 256 || wb == 256;  // 256 does not fit a byte: a plain copy
-        if (!full) {
-            // Bytes widen by interleaving with zeros, and the rounded high byte of each
-            // 16-bit sum is picked back out by de-interleaving.
-            const uint16x8_t wa16 = vdupq_n_u16(static_cast<uint16_t>(wa)), wb16 = vdupq_n_u16(static_cast<uint16_t>(wb));
-            const uint8x16_t zero = vdupq_n_u8(0);
-            const uint16x8_t half = vdupq_n_u16(128);
-            auto blend16 = [=](uint8x16_t a, uint8x16_t b) {
-                uint8x16x2_t a16 = vzipq_u8(a, zero), b16 = vzipq_u8(b, zero);
-                uint16x8_t lo = vmlaq_u16(vmlaq_u16(half, vreinterpretq_u16_u8(a16.val[0]), wa16),
-                                          vreinterpretq_u16_u8(b16.val[0]), wb16);
-                uint16x8_t hi = vmlaq_u16(vmlaq_u16(half, vreinterpretq_u16_u8(a16.val[1]), wa16),
-                                          vreinterpretq_u16_u8(b16.val[1]), wb16);
-                return vuzpq_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)).val[1];
-            };
-            bytes2(src1, s1, src2, s2, dst, sd, w, h, [=](auto a, auto b) {
-                if constexpr (sizeof(a) == 16) {
-                    return blend16(a, b);
-                } else {
-                    return vrshrn_n_u16(vmlal_u8(vmull_u8(a, ka), b, kb), 8);
-                }
-            }, one);
-            return LUMIVA_SUCCESS;
-        }
-    }
-    const int16_t ah = static_cast<int16_t>(wa >> 8), bh = static_cast<int16_t>(wb >> 8);
-    const uint8x8_t al = vdup_n_u8(static_cast<uint8_t>(wa & 255)), bl = vdup_n_u8(static_cast<uint8_t>(wb & 255));
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, uint8_t* d) {
-        uint8x8_t x8 = vld1_u8(a), y8 = vld1_u8(b);
-        int16x8_t high = vqaddq_s16(vmulq_n_s16(vreinterpretq_s16_u16(vmovl_u8(x8)), ah),
-                                    vmulq_n_s16(vreinterpretq_s16_u16(vmovl_u8(y8)), bh));
-        uint16x8_t x = vmull_u8(x8, al), y = vmull_u8(y8, bl);
-        uint16x8_t carry = vshrq_n_u16(vaddq_u16(vaddl_u8(vmovn_u16(x), vmovn_u16(y)), vdupq_n_u16(128)), 8);
-        uint16x8_t low = vaddq_u16(vaddq_u16(vshrq_n_u16(x, 8), vshrq_n_u16(y, 8)), carry);
-        vst1_u8(d, vqmovun_s16(vqaddq_s16(high, vreinterpretq_s16_u16(low))));
-    }, one);
-    return LUMIVA_SUCCESS;
+    return eightRule([](const float32_t* a, const float32_t* b, float32_t* d) {
+        lanes8(a, b, d, [](auto x, auto y) { return vsubq_f32(x, y); });
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvAddSquaredu8u16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                          const uint16_t* src2, uint32_t s2, int32_t scale, uint16_t* dst,
-                                          uint32_t sd)
+inline auto vectorOf(const Difference<float32_t>&, const uint8_t*, const uint8_t*, float32_t*)
 {
-    const Shift s = shiftOf(scale);
+    // Byte values convert to floats exactly, so the subtraction rounds as the reference's.
+    return eightRule([](const uint8_t* a, const uint8_t* b, float32_t* d) {
+        uint16x8_t x = vmovl_u8(vld1_u8(a)), y = vmovl_u8(vld1_u8(b));
+        vst1q_f32(d, vsubq_f32(vcvtq_f32_u32(vmovl_u16(vget_low_u16(x))), vcvtq_f32_u32(vmovl_u16(vget_low_u16(y)))));
+        vst1q_f32(d + 4,
+                  vsubq_f32(vcvtq_f32_u32(vmovl_u16(vget_high_u16(x))), vcvtq_f32_u32(vmovl_u16(vget_high_u16(y)))));
+    });
+}
+
+inline auto vectorOf(const SaturatedDifference<uint8_t>&, const uint8_t*, const uint8_t*, uint8_t*)
+{
+    return bytesRule([](auto a, auto b) { return subSat(a, b); });
+}
+
+inline auto vectorOf(const SaturatedDifference<int16_t>&, const int16_t*, const int16_t*, int16_t*)
+{
+    return eightRule([](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqsubq_s16(vld1q_s16(a), vld1q_s16(b))); });
+}
+
+inline auto vectorOf(const Product<uint16_t>&, const uint8_t*, const uint8_t*, uint16_t*)
+{
+    return eightRule([](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vmull_u8(vld1_u8(a), vld1_u8(b))); });
+}
+
+inline auto vectorOf(const Product<float32_t>&, const float32_t*, const float32_t*, float32_t*)
+{
+    return eightRule([](const float32_t* a, const float32_t* b, float32_t* d) {
+        lanes8(a, b, d, [](auto x, auto y) { return vmulq_f32(x, y); });
+    });
+}
+
+inline auto vectorOf(const ScaledProduct<uint8_t>& r, const uint8_t*, const uint8_t*, uint8_t*)
+{
+    const Shift s = r.shift;
+    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
+    return eightRule([=](const uint8_t* a, const uint8_t* b, uint8_t* d) {
+        Products p = scaledProducts(a, b, s);
+        vst1_u8(d, wrap ? vmovn_u16(vcombine_u16(vmovn_u32(p.lo), vmovn_u32(p.hi)))
+                        : vqmovn_u16(vcombine_u16(vqmovn_u32(p.lo), vqmovn_u32(p.hi))));
+    });
+}
+
+inline auto vectorOf(const ScaledProduct<int16_t>& r, const uint8_t*, const uint8_t*, int16_t*)
+{
+    const Shift s = r.shift;
+    const uint32x4_t limit = vdupq_n_u32(r.policy == LUMIVA_OVERFLOW_WRAP ? 0xFFFFFFFFu : 32767u);
+    return eightRule([=](const uint8_t* a, const uint8_t* b, int16_t* d) {
+        Products p = scaledProducts(a, b, s);
+        uint16x8_t v = vcombine_u16(vmovn_u32(vminq_u32(p.lo, limit)), vmovn_u32(vminq_u32(p.hi, limit)));
+        vst1q_s16(d, vreinterpretq_s16_u16(v));
+    });
+}
+
+inline auto vectorOf(const ScaledProduct<int16_t>& r, const int16_t*, const int16_t*, int16_t*)
+{
+    const Shift s = r.shift;
+    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
+    return eightRule([=](const int16_t* a, const int16_t* b, int16_t* d) {
+        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
+        int32x4_t lo = scaledVec(vmull_s16(vget_low_s16(x), vget_low_s16(y)), s);
+        int32x4_t hi = scaledVec(vmull_s16(vget_high_s16(x), vget_high_s16(y)), s);
+        vst1q_s16(d, wrap ? vcombine_s16(vmovn_s32(lo), vmovn_s32(hi)) : vcombine_s16(vqmovn_s32(lo), vqmovn_s32(hi)));
+    });
+}
+
+inline auto vectorOf(const AddSquared& r, const uint8_t*, const uint16_t*, uint16_t*)
+{
+    const Shift s = r.shift;
     // A rounding right shift of 16 or more leaves nothing of a 16-bit term.
     const bool none = s.zero || (s.right && s.count >= 16);
     const uint16_t bias = static_cast<uint16_t>(!none && s.right && s.count ? 1u << (s.count - 1) : 0u);
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint16_t* acc, uint16_t* d) {
+    return eightRule([=](const uint8_t* a, const uint16_t* acc, uint16_t* d) {
         uint8x8_t x = vld1_u8(a);
         uint16x8_t sum = vld1q_u16(acc);
         if (none) {
@@ -531,286 +509,211 @@ LMV_EXPORT LMV_STATUS lmvAddSquaredu8u16V(const uint8_t* src1, uint32_t w, uint3
             uint32x4_t hi = vqaddq_u32(vmovl_u16(vget_high_u16(sum)), vshlq_u32(vmovl_u16(vget_high_u16(sq)), n));
             vst1q_u16(d, vcombine_u16(vqmovn_u32(lo), vqmovn_u32(hi)));
         }
-    }, [=](uint8_t a, uint16_t acc) { return addSquared(a, acc, s); });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvElementMultiplyu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                            const uint8_t* src2, uint32_t s2, int32_t scale,
-                                            LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t sd)
+// Weights of a blend (both at least 0, summing to 256 at most, neither 256): A*a + B*b + 128
+// stays within 16 bits and the result within a byte, so the rounded high byte of one
+// 16-bit sum is the result. Bytes widen by interleaving with zeros, and the high bytes are
+// picked back out by de-interleaving.
+struct Blend : BytesRule, Visits<Blend> {
+    int16_t wa, wb;
+    uint8x16_t bytes(uint8x16_t a, uint8x16_t b) const
+    {
+        const uint16x8_t wa16 = vdupq_n_u16(static_cast<uint16_t>(wa)), wb16 = vdupq_n_u16(static_cast<uint16_t>(wb));
+        const uint8x16_t zero = vdupq_n_u8(0);
+        const uint16x8_t half = vdupq_n_u16(128);
+        uint8x16x2_t a16 = vzipq_u8(a, zero), b16 = vzipq_u8(b, zero);
+        uint16x8_t lo = vmlaq_u16(vmlaq_u16(half, vreinterpretq_u16_u8(a16.val[0]), wa16),
+                                  vreinterpretq_u16_u8(b16.val[0]), wb16);
+        uint16x8_t hi = vmlaq_u16(vmlaq_u16(half, vreinterpretq_u16_u8(a16.val[1]), wa16),
+                                  vreinterpretq_u16_u8(b16.val[1]), wb16);
+        return vuzpq_u8(vreinterpretq_u8_u16(lo), vreinterpretq_u8_u16(hi)).val[1];
+    }
+    uint8x8_t bytes(uint8x8_t a, uint8x8_t b) const
+    {
+        return vrshrn_n_u16(vmlal_u8(vmull_u8(a, vdup_n_u8(uint8_t(wa))), b, vdup_n_u8(uint8_t(wb))), 8);
+    }
+};
+
+// Any weights: the sum stays in 16-bit lanes by splitting each weight into a signed high
+// byte and an unsigned low byte, W = 256*Wh + Wl:
+//   (A*a + B*b + 128) >> 8 = Ah*a + Bh*b + ((Al*a + Bl*b + 128) >> 8),
+// and, with x = Al*a and y = Bl*b, the last term is
+//   (x >> 8) + (y >> 8) + (((x & 255) + (y & 255) + 128) >> 8).
+// Ah*a + Bh*b saturates only when the whole sum is already far outside 0..255, so the
+// final clamp gives the exact result.
+struct SplitWeights : EightRule, Visits<SplitWeights> {
+    int16_t wa, wb;
+    void eight(const uint8_t* a, const uint8_t* b, uint8_t* d) const
+    {
+        const int16_t ah = static_cast<int16_t>(wa >> 8), bh = static_cast<int16_t>(wb >> 8);
+        const uint8x8_t al = vdup_n_u8(static_cast<uint8_t>(wa & 255)), bl = vdup_n_u8(static_cast<uint8_t>(wb & 255));
+        uint8x8_t x8 = vld1_u8(a), y8 = vld1_u8(b);
+        int16x8_t high = vqaddq_s16(vmulq_n_s16(vreinterpretq_s16_u16(vmovl_u8(x8)), ah),
+                                    vmulq_n_s16(vreinterpretq_s16_u16(vmovl_u8(y8)), bh));
+        uint16x8_t x = vmull_u8(x8, al), y = vmull_u8(y8, bl);
+        uint16x8_t carry = vshrq_n_u16(vaddq_u16(vaddl_u8(vmovn_u16(x), vmovn_u16(y)), vdupq_n_u16(128)), 8);
+        uint16x8_t low = vaddq_u16(vaddq_u16(vshrq_n_u16(x, 8), vshrq_n_u16(y, 8)), carry);
+        vst1_u8(d, vqmovun_s16(vqaddq_s16(high, vreinterpretq_s16_u16(low))));
+    }
+};
+
+struct WeightedVector {
+    Blend blend;
+    SplitWeights split;
+    template <class F>
+    void visit(F f) const
+    {
+        const bool isBlend = blend.wa >= 0 && blend.wb >= 0 && blend.wa + blend.wb <= 256 && blend.wa != 256 &&
+                             blend.wb != 256;  // 256 does not fit a byte
+        isBlend ? f(blend) : f(split);
+    }
+};
+
+inline WeightedVector vectorOf(const Weighted& r, const uint8_t*, const uint8_t*, uint8_t*)
 {
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    const Shift s = shiftOf(scale);
-    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, uint8_t* d) {
-        Products p = scaledProducts(a, b, s);
-        vst1_u8(d, wrap ? vmovn_u16(vcombine_u16(vmovn_u32(p.lo), vmovn_u32(p.hi)))
-                        : vqmovn_u16(vcombine_u16(vqmovn_u32(p.lo), vqmovn_u32(p.hi))));
-    }, [=](uint8_t a, uint8_t b) { return applyPolicy<uint8_t>(scaled(static_cast<uint32_t>(a * b), s), policy); });
-    return LUMIVA_SUCCESS;
+    WeightedVector v;
+    v.blend.wa = v.split.wa = r.wa;
+    v.blend.wb = v.split.wb = r.wb;
+    return v;
 }
 
-LMV_EXPORT LMV_STATUS lmvElementMultiplyu8s16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                               const uint8_t* src2, uint32_t s2, int32_t scale,
-                                               LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
+inline auto vectorOf(const HalfDifference&, const uint8_t*, const uint8_t*, int8_t*)
 {
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    const Shift s = shiftOf(scale);
-    const uint32x4_t limit = vdupq_n_u32(policy == LUMIVA_OVERFLOW_WRAP ? 0xFFFFFFFFu : 32767u);
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const uint8_t* a, const uint8_t* b, int16_t* d) {
-        Products p = scaledProducts(a, b, s);
-        uint16x8_t v = vcombine_u16(vmovn_u32(vminq_u32(p.lo, limit)), vmovn_u32(vminq_u32(p.hi, limit)));
-        vst1q_s16(d, vreinterpretq_s16_u16(v));
-    }, [=](uint8_t a, uint8_t b) { return applyPolicy<int16_t>(scaled(static_cast<uint32_t>(a * b), s), policy); });
-    return LUMIVA_SUCCESS;
+    return bytesRule([](auto a, auto b) { return halfDiff(a, b); });
 }
 
-LMV_EXPORT LMV_STATUS lmvElementMultiplys16V(const int16_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                             const int16_t* src2, uint32_t s2, int32_t scale,
-                                             LMV_OVERFLOW_POLICY policy, int16_t* dst, uint32_t sd)
+inline auto vectorOf(const BitAnd&, const uint8_t*, const uint8_t*, uint8_t*)
 {
-    if (!isPolicy(policy)) return LUMIVA_BAD_PARAMS;
-    const Shift s = shiftOf(scale);
-    const bool wrap = policy == LUMIVA_OVERFLOW_WRAP;
-    by8(src1, s1, src2, s2, dst, sd, w, h, [=](const int16_t* a, const int16_t* b, int16_t* d) {
-        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
-        int32x4_t lo = scaledVec(vmull_s16(vget_low_s16(x), vget_low_s16(y)), s);
-        int32x4_t hi = scaledVec(vmull_s16(vget_high_s16(x), vget_high_s16(y)), s);
-        vst1q_s16(d, wrap ? vcombine_s16(vmovn_s32(lo), vmovn_s32(hi)) : vcombine_s16(vqmovn_s32(lo), vqmovn_s32(hi)));
-    }, [=](int16_t a, int16_t b) { return applyPolicy<int16_t>(scaled(static_cast<int32_t>(a * b), s), policy); });
-    return LUMIVA_SUCCESS;
+    return bytesRule([](auto a, auto b) { return bitAnd(a, b); });
 }
 
-LMV_EXPORT void lmvElementMultiplyu8u16V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                         const uint8_t* src2, uint32_t s2, uint16_t* dst, uint32_t sd)
+inline auto vectorOf(const BitXor&, const uint8_t*, const uint8_t*, uint8_t*)
 {
-    by8(src1, s1, src2, s2, dst, sd, w, h,
-        [](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vmull_u8(vld1_u8(a), vld1_u8(b))); },
-        [](uint8_t a, uint8_t b) { return static_cast<uint16_t>(a * b); });
+    return bytesRule([](auto a, auto b) { return bitXor(a, b); });
 }
 
-LMV_EXPORT void lmvElementMultiplyf32V(const float32_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                       const float32_t* src2, uint32_t s2, float32_t* dst, uint32_t sd)
+// Unary rules: `bytes(a, a)` ignores its second operand; `eight(a, d)`.
+inline auto vectorOf(const BitNot&, const uint8_t*, uint8_t*)
 {
-    by8(src1, s1, src2, s2, dst, sd, w, h,
-        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return vmulq_f32(x, y); }); },
-        [](float32_t a, float32_t b) { return a * b; });
+    return bytesRule([](auto a, auto) { return bitNot(a); });
 }
 
-LMV_EXPORT LMV_STATUS lmvAddScalars16V(const int16_t* src, uint32_t w, uint32_t h, uint32_t ss, int16_t scalar,
-                                       int16_t* dst, uint32_t sd)
+inline auto vectorOf(const AddScalar<int16_t>& r, const int16_t*, int16_t*)
 {
-    const int16x8_t k = vdupq_n_s16(scalar);
-    by8(src, ss, dst, sd, w, h, [=](const int16_t* a, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), k)); },
-        [=](int16_t a) { return saturate<int16_t>(a + scalar); });
-    return LUMIVA_SUCCESS;
+    const int16x8_t k = vdupq_n_s16(r.scalar);
+    return eightRule([=](const int16_t* a, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), k)); });
 }
 
-LMV_EXPORT LMV_STATUS lmvAddScalarf32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t scalar,
-                                       float32_t* dst, uint32_t sd)
+inline auto vectorOf(const AddScalar<float32_t>& r, const float32_t*, float32_t*)
 {
-    const float32x4_t k = vdupq_n_f32(scalar);
-    by8(src, ss, dst, sd, w, h, [=](const float32_t* a, float32_t* d) {
+    const float32x4_t k = vdupq_n_f32(r.scalar);
+    return eightRule([=](const float32_t* a, float32_t* d) {
         vst1q_f32(d, vaddq_f32(vld1q_f32(a), k));
         vst1q_f32(d + 4, vaddq_f32(vld1q_f32(a + 4), k));
-    }, [=](float32_t a) { return a + scalar; });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvMultiplyScalars16V(const int16_t* src, uint32_t w, uint32_t h, uint32_t ss,
-                                            int16_t scalar, int32_t shift, int16_t* dst, uint32_t sd)
+inline auto vectorOf(const MultiplyScalarShifted& r, const int16_t*, int16_t*)
 {
-    const Shift s = shiftOf(shift);
-    by8(src, ss, dst, sd, w, h, [=](const int16_t* a, int16_t* d) {
+    const Shift s = r.shift;
+    const int16_t scalar = r.scalar;
+    return eightRule([=](const int16_t* a, int16_t* d) {
         int16x8_t x = vld1q_s16(a);
         int32x4_t lo = scaledVec(vmull_n_s16(vget_low_s16(x), scalar), s);
         int32x4_t hi = scaledVec(vmull_n_s16(vget_high_s16(x), scalar), s);
         vst1q_s16(d, vcombine_s16(vqmovn_s32(lo), vqmovn_s32(hi)));
-    }, [=](int16_t a) { return saturate<int16_t>(scaled(a * scalar, s)); });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvMultiplyScalarf32V(const float32_t* src, uint32_t w, uint32_t h, uint32_t ss,
-                                            float32_t scalar, float32_t* dst, uint32_t sd)
+inline auto vectorOf(const MultiplyScalar<float32_t>& r, const float32_t*, float32_t*)
 {
-    const float32x4_t k = vdupq_n_f32(scalar);
-    by8(src, ss, dst, sd, w, h, [=](const float32_t* a, float32_t* d) {
+    const float32x4_t k = vdupq_n_f32(r.scalar);
+    return eightRule([=](const float32_t* a, float32_t* d) {
         vst1q_f32(d, vmulq_f32(vld1q_f32(a), k));
         vst1q_f32(d + 4, vmulq_f32(vld1q_f32(a + 4), k));
-    }, [=](float32_t a) { return a * scalar; });
-    return LUMIVA_SUCCESS;
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvBitwiseAndu8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                       const uint8_t* src2, uint32_t s2, uint8_t* dst, uint32_t sd)
+}  // namespace
+
+namespace ilmv {
+namespace arithmV {
+
+template <class A, class B, class D, class Rule>
+void binary(const A* src1, uint32_t s1, const B* src2, uint32_t s2, D* dst, uint32_t sd, uint32_t w, uint32_t h,
+            Rule rule)
 {
-    bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return bitAnd(a, b); },
-           [](uint8_t a, uint8_t b) { return static_cast<uint8_t>(a & b); });
-    return LUMIVA_SUCCESS;
+    vectorOf(rule, src1, src2, dst).visit([&](const auto& vec) {
+        ilmvForEachRow(w, h, [&](size_t n, const A* a, const B* b, D* d) {
+            auto one = [&](size_t i) { d[i] = rule(a[i], b[i]); };
+            if constexpr (std::decay_t<decltype(vec)>::kBytes)
+                stepBytes(n, [&](size_t i, auto reg) { store(d + i, vec.bytes(load(a + i, reg), load(b + i, reg))); }, one);
+            else
+                stepBy8(n, [&](size_t i) { vec.eight(a + i, b + i, d + i); }, one);
+        }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(dst, sd));
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvBitwiseXoru8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1,
-                                       const uint8_t* src2, uint32_t s2, uint8_t* dst, uint32_t sd)
+template <class A, class D, class Rule>
+void unary(const A* src, uint32_t ss, D* dst, uint32_t sd, uint32_t w, uint32_t h, Rule rule)
 {
-    bytes2(src1, s1, src2, s2, dst, sd, w, h, [](auto a, auto b) { return bitXor(a, b); },
-           [](uint8_t a, uint8_t b) { return static_cast<uint8_t>(a ^ b); });
-    return LUMIVA_SUCCESS;
+    vectorOf(rule, src, dst).visit([&](const auto& vec) {
+        ilmvForEachRow(w, h, [&](size_t n, const A* a, D* d) {
+            auto one = [&](size_t i) { d[i] = rule(a[i]); };
+            if constexpr (std::decay_t<decltype(vec)>::kBytes)
+                stepBytes(n, [&](size_t i, auto reg) {
+                    auto x = load(a + i, reg);
+                    store(d + i, vec.bytes(x, x));
+                }, one);
+            else
+                stepBy8(n, [&](size_t i) { vec.eight(a + i, d + i); }, one);
+        }, ilmvPlane(src, ss), ilmvPlane(dst, sd));
+    });
 }
 
-LMV_EXPORT LMV_STATUS lmvBitwiseNotu8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, uint8_t* dst,
-                                       uint32_t sd)
-{
-    bytes1(src, ss, dst, sd, w, h, [](auto a) { return bitNot(a); }, [](uint8_t a) { return static_cast<uint8_t>(~a); });
-    return LUMIVA_SUCCESS;
-}
-
-LMV_EXPORT void lmvBitwiseOru8V(const uint8_t* src1, uint32_t w, uint32_t h, uint32_t s1, const uint8_t* src2,
-                                uint32_t s2, const uint8_t* mask, uint32_t sm, uint8_t* dst, uint32_t sd)
+inline void maskedBinary(const uint8_t* src1, uint32_t s1, const uint8_t* src2, uint32_t s2, const uint8_t* mask,
+                         uint32_t sm, uint8_t* dst, uint32_t sd, uint32_t w, uint32_t h, MaskedOr)
 {
     bitwiseOrBytes(src1, w, h, s1, src2, s2, mask, sm, dst, sd);
 }
 
-LMV_EXPORT void lmvBitwiseOrs32V(const int32_t* src1, uint32_t w, uint32_t h, uint32_t s1, const int32_t* src2,
-                                 uint32_t s2, const uint8_t* mask, uint32_t sm, int32_t* dst, uint32_t sd)
+inline void maskedBinary(const int32_t* src1, uint32_t s1, const int32_t* src2, uint32_t s2, const uint8_t* mask,
+                         uint32_t sm, int32_t* dst, uint32_t sd, uint32_t w, uint32_t h, MaskedOr)
 {
     bitwiseOrWords(src1, w, h, s1, src2, s2, mask, sm, dst, sd);
 }
 
-LMV_EXPORT void lmvImageDiffu8V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                                uint8_t* dst, uint32_t sd)
+template <class T, size_t N>
+void absDiffChannels(const T* src, uint32_t ss, const T (&values)[N], T* dst, uint32_t sd, uint32_t w, uint32_t h)
 {
-    bytes2(src1, ss, src2, ss, dst, sd, w, h, [](auto a, auto b) { return subSat(a, b); },
-           [](uint8_t a, uint8_t b) { return saturate<uint8_t>(a - b); });
+    if constexpr (sizeof(T) == 1)
+        absDiffVBytes(src, w, h, ss, values, N, dst, sd);
+    else
+        absDiffV(src, w, h, ss, values, N, dst, sd);
 }
 
-LMV_EXPORT void lmvImageDiffs16V(const int16_t* src1, const int16_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                                 int16_t* dst, uint32_t sd)
+template <class T, size_t N>
+void fill(T* img, uint32_t stride, const T (&values)[N], const uint8_t* mask, uint32_t maskStride, uint32_t w,
+          uint32_t h)
 {
-    by8(src1, ss, src2, ss, dst, sd, w, h,
-        [](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqsubq_s16(vld1q_s16(a), vld1q_s16(b))); },
-        [](int16_t a, int16_t b) { return saturate<int16_t>(a - b); });
+    if constexpr (sizeof(T) == 1)
+        fillBytes<N>(img, w, h, stride, values, mask, maskStride);
+    else
+        fillWords<N>(img, w, h, stride, values, mask, maskStride);
 }
 
-LMV_EXPORT void lmvImageDifff32V(const float32_t* src1, const float32_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                                 float32_t* dst, uint32_t sd)
+template <class Total, class T>
+float32_t mean(const T* src, uint32_t stride, uint32_t w, uint32_t h)
 {
-    by8(src1, ss, src2, ss, dst, sd, w, h,
-        [](const float32_t* a, const float32_t* b, float32_t* d) { lanes8(a, b, d, [](auto x, auto y) { return vsubq_f32(x, y); }); },
-        [](float32_t a, float32_t b) { return a - b; });
+    if constexpr (sizeof(T) == 1)
+        return meanBytes(src, w, h, stride);
+    else
+        return meanWords(src, w, h, stride);
 }
 
-LMV_EXPORT void lmvImageDiffu8f32V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                                   float32_t* dst, uint32_t sd)
-{
-    // Byte values convert to floats exactly, so the subtraction rounds as the reference's.
-    by8(src1, ss, src2, ss, dst, sd, w, h, [](const uint8_t* a, const uint8_t* b, float32_t* d) {
-        uint16x8_t x = vmovl_u8(vld1_u8(a)), y = vmovl_u8(vld1_u8(b));
-        vst1q_f32(d, vsubq_f32(vcvtq_f32_u32(vmovl_u16(vget_low_u16(x))), vcvtq_f32_u32(vmovl_u16(vget_low_u16(y)))));
-        vst1q_f32(d + 4,
-                  vsubq_f32(vcvtq_f32_u32(vmovl_u16(vget_high_u16(x))), vcvtq_f32_u32(vmovl_u16(vget_high_u16(y)))));
-    }, [](uint8_t a, uint8_t b) { return static_cast<float32_t>(a) - static_cast<float32_t>(b); });
-}
+}  // namespace arithmV
+}  // namespace ilmv
 
-LMV_EXPORT void lmvImageDiffu8s8V(const uint8_t* src1, const uint8_t* src2, uint32_t w, uint32_t h, uint32_t ss,
-                                  int8_t* dst, uint32_t sd)
-{
-    bytes2(src1, ss, src2, ss, dst, sd, w, h, [](auto a, auto b) { return halfDiff(a, b); },
-           [](uint8_t a, uint8_t b) { return static_cast<int8_t>((a >> 1) - (b >> 1)); });
-}
-
-LMV_EXPORT void lmvAverageu8V(const uint8_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t* avgValue)
-{
-    // The total wraps at 32 bits like the reference's, whatever the order of the additions.
-    uint32_t total = 0;
-    ilmvForEachRow(w, h, [&](size_t n, const uint8_t* s) {
-        uint32x4_t acc = vdupq_n_u32(0);
-        size_t i = 0;
-        for (; i + 16 <= n; i += 16) acc = vpadalq_u16(acc, vpaddlq_u8(vld1q_u8(s + i)));
-        if (i + 8 <= n) {
-            acc = vpadalq_u16(acc, vmovl_u8(vld1_u8(s + i)));
-            i += 8;
-        }
-        uint32_t lanes[4];
-        vst1q_u32(lanes, acc);
-        total += lanes[0] + lanes[1] + lanes[2] + lanes[3];
-        for (; i < n; ++i) total += s[i];
-    }, ilmvPlane(src, ss));
-    *avgValue = meanOf(total, w, h);
-}
-
-LMV_EXPORT void lmvAverages32V(const int32_t* src, uint32_t w, uint32_t h, uint32_t ss, float32_t* avgValue)
-{
-    int64_t total = 0;
-    ilmvForEachRow(w, h, [&](size_t n, const int32_t* s) {
-        int64x2_t acc = vdupq_n_s64(0);
-        stepBy8(n, [&](size_t i) {
-            acc = vpadalq_s32(acc, vld1q_s32(s + i));
-            acc = vpadalq_s32(acc, vld1q_s32(s + i + 4));
-        }, [&](size_t i) { total += s[i]; });
-        total += vgetq_lane_s64(acc, 0) + vgetq_lane_s64(acc, 1);
-    }, ilmvPlane(src, ss));
-    *avgValue = meanOf(total, w, h);
-}
-
-LMV_EXPORT void lmvSetElementsu8V(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, uint8_t v,
-                                  const uint8_t* mask, uint32_t maskStride)
-{
-    fillBytes<1>(img, w, h, stride, &v, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementss32V(int32_t* img, uint32_t w, uint32_t h, uint32_t stride, int32_t v,
-                                   const uint8_t* mask, uint32_t maskStride)
-{
-    fillWords<1>(img, w, h, stride, &v, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsf32V(float32_t* img, uint32_t w, uint32_t h, uint32_t stride, float32_t v,
-                                   const uint8_t* mask, uint32_t maskStride)
-{
-    fillWords<1>(img, w, h, stride, &v, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsc4u8V(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, uint8_t v1, uint8_t v2,
-                                    uint8_t v3, uint8_t v4, const uint8_t* mask, uint32_t maskStride)
-{
-    const uint8_t values[] = {v1, v2, v3, v4};
-    fillBytes<4>(img, w, h, stride, values, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsc4s32V(int32_t* img, uint32_t w, uint32_t h, uint32_t stride, int32_t v1, int32_t v2,
-                                     int32_t v3, int32_t v4, const uint8_t* mask, uint32_t maskStride)
-{
-    const int32_t values[] = {v1, v2, v3, v4};
-    fillWords<4>(img, w, h, stride, values, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsc4f32V(float32_t* img, uint32_t w, uint32_t h, uint32_t stride, float32_t v1,
-                                     float32_t v2, float32_t v3, float32_t v4, const uint8_t* mask,
-                                     uint32_t maskStride)
-{
-    const float32_t values[] = {v1, v2, v3, v4};
-    fillWords<4>(img, w, h, stride, values, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsc3u8V(uint8_t* img, uint32_t w, uint32_t h, uint32_t stride, uint8_t v1, uint8_t v2,
-                                    uint8_t v3, const uint8_t* mask, uint32_t maskStride)
-{
-    const uint8_t values[] = {v1, v2, v3};
-    fillBytes<3>(img, w, h, stride, values, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsc3s32V(int32_t* img, uint32_t w, uint32_t h, uint32_t stride, int32_t v1, int32_t v2,
-                                     int32_t v3, const uint8_t* mask, uint32_t maskStride)
-{
-    const int32_t values[] = {v1, v2, v3};
-    fillWords<3>(img, w, h, stride, values, mask, maskStride);
-}
-
-LMV_EXPORT void lmvSetElementsc3f32V(float32_t* img, uint32_t w, uint32_t h, uint32_t stride, float32_t v1,
-                                     float32_t v2, float32_t v3, const uint8_t* mask, uint32_t maskStride)
-{
-    const float32_t values[] = {v1, v2, v3};
-    fillWords<3>(img, w, h, stride, values, mask, maskStride);
-}
-
-}  // extern "C"
+#include "lumivaArithmFormsV.inc"

@@ -238,6 +238,11 @@ class Op:
     # Statements the entry runs after the stride defaults, before choosing (a raised border).
     prelude: List[str] = field(default_factory=list)
     stops: List[Stop] = field(default_factory=list)  # deliberate hard stops its entries reach
+    # Forms that are one walk of the family (binary, maskedBinary, unary, channels, fill,
+    # mean) with the member's element rule: the walk's name and the rule, a C++ expression
+    # over the parameters (for a mean, the type of the total).
+    walk: Optional[str] = None
+    element: Optional[str] = None
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

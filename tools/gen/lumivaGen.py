@@ -29,6 +29,7 @@ INTERNAL = ["lmvColorRGB888ToRGB565Rotate180u8", "lmvColorYUV420toRGB565u8Rotate
             "lmvSumOfAbsoluteDiffs16x16u8", "probeX5Time", "lmvRegisterBuf", "lmvFilterConvSepMxNs16",
             "lmvExtractHOGu16", "lmvHOGInit", "lmvHOGDeInit"]
 TEMPLATES = os.path.join(os.path.dirname(__file__), "templates")
+REPOSITORY = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 WIDTH = 120
 
 
@@ -40,7 +41,7 @@ def fill(template, **fields):
 
 def banner(ops, extra=()):
     """The first line of a generated file: the descriptions it came from."""
-    sources = sorted({f"src/core/ops/{o.source}" for o in ops}) + list(extra)
+    sources = sorted({o.source for o in ops}) + list(extra)
     return fill("banner.in", sources=", ".join(sources) if sources else "src/core/lumivaSlots.list").rstrip("\n")
 
 
@@ -127,7 +128,7 @@ def load_ops(ops_dir):
             spec = importlib.util.spec_from_file_location(fname[:-3], os.path.join(ops_dir, fname))
             spec.loader.exec_module(importlib.util.module_from_spec(spec))
             for o in lmvdesc.OPS[before:]:
-                o.source = fname
+                o.source = os.path.relpath(os.path.join(ops_dir, fname), REPOSITORY)
     return lmvdesc.OPS
 
 
@@ -442,6 +443,53 @@ def gen_entry_rows(ops):
     return fill("entry_rows.h.in", banner=banner(with_rows), functions="".join(functions))
 
 
+def walk_call(o, form):
+    """The call of the family walk that makes up a form: images and strides in the walk's
+    order, then the element rule."""
+    ns = f"ilmv::{o.family.lower()}{form}"
+    images = o.images()
+    inputs = [i for i in images if i.direction == "in" and not i.optional]
+    mask = next((i for i in images if i.optional), None)
+    out = next((i for i in images if i.direction != "in"), None)
+    size = f"{images[0].width}, {images[0].height}"
+    values = "{" + ", ".join(p.name for p in o.params if isinstance(p, Scalar) and p.name.startswith("value")) + "}"
+    if o.walk == "binary":
+        a, b = inputs
+        return f"{ns}::binary({a.name}, {a.stride}, {b.name}, {b.stride}, {out.name}, {out.stride}, {size}, {o.element})"
+    if o.walk == "maskedBinary":
+        a, b = inputs
+        return (f"{ns}::maskedBinary({a.name}, {a.stride}, {b.name}, {b.stride}, {mask.name}, {mask.stride}, "
+                f"{out.name}, {out.stride}, {size}, {o.element})")
+    if o.walk == "unary":
+        return f"{ns}::unary({inputs[0].name}, {inputs[0].stride}, {out.name}, {out.stride}, {size}, {o.element})"
+    if o.walk == "channels":
+        src = inputs[0]
+        return f"{ns}::absDiffChannels({src.name}, {src.stride}, {values}, {out.name}, {out.stride}, {size})"
+    if o.walk == "fill":
+        return f"{ns}::fill({out.name}, {out.stride}, {values}, {mask.name}, {mask.stride}, {size})"
+    if o.walk == "mean":
+        result = next(p for p in o.params if isinstance(p, ScalarOut))
+        return f"*{result.name} = {ns}::mean<{o.element}>({inputs[0].name}, {inputs[0].stride}, {size})"
+    raise AssertionError(f"{o.name}: unknown walk {o.walk}")
+
+
+def walk_form(o, form):
+    """A form made of one walk: status members refuse an unknown overflow policy first."""
+    body = []
+    if o.ret == STATUS and any(p.name == "policy" for p in o.params):
+        body.append("    if (!ilmv::isPolicy(policy)) return LUMIVA_BAD_PARAMS;\n")
+    body.append(f"    {walk_call(o, form)};\n")
+    if o.ret == STATUS:
+        body.append("    return LUMIVA_SUCCESS;\n")
+    return f"LMV_EXPORT {signature(o, o.name + form)}\n{{\n{''.join(body)}}}\n\n"
+
+
+def gen_walk_forms(ops, family, form):
+    walked = [o for o in ops if o.walk and o.family == family and o.has_form(form)]
+    return banner(walked) + "\nextern \"C\" {\n\n" + "".join(walk_form(o, form) for o in walked) + \
+        "}  // extern \"C\"\n"
+
+
 ROW_TABLES = {"C": "ilmvColorRowsC()", "V": "ilmvColorRowsV()"}
 
 
@@ -483,6 +531,11 @@ def main():
         "lumivaFrameForms.cpp": gen_frame_forms(ops),
         "lumivaEntryRows.h": gen_entry_rows(ops),
     })
+    # Families whose forms are walks get their forms in two files the family's reference and
+    # SIMD sources include; the arithmetic family's always exist, since the build names them.
+    for fam in sorted({o.family for o in ops if o.walk} | {"Arithm"}):
+        for form in ("C", "V"):
+            outputs[f"lumiva{fam}Forms{form}.inc"] = gen_walk_forms(ops, fam, form)
     for rel, text in outputs.items():
         write(out_dir, rel, wrapped(text))
 

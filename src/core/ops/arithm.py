@@ -62,8 +62,53 @@ def remote_of(params):
     return default_remote(images, images[0].width, images[0].height)
 
 
-def arith(slot, name, params, doc, **kw):
-    op(slot, name, params, doc=doc, remote=remote_of(params), **kw)
+# The element rule of each member (src/cpu/lumivaArithmOps.h), over its parameters. Members
+# not listed walk without a rule: constant differences per channel, fills and means.
+ELEMENTS = {
+    "lmvAbsDiffu8": "ilmv::AbsDiff{}",
+    "lmvAbsDiffs32": "ilmv::AbsDiff{}",
+    "lmvAbsDifff32": "ilmv::AbsDiff{}",
+    "lmvAddu8": "ilmv::AddWith<uint8_t>{policy}",
+    "lmvAdds16_v2": "ilmv::AddWith<int16_t>{policy}",
+    "lmvAddu16u8u16": "ilmv::AddWith<uint16_t>{policy}",
+    "lmvAddu8u16": "ilmv::Sum<uint16_t>{}",
+    "lmvAdds16": "ilmv::SaturatedSum<int16_t>{}",
+    "lmvAddf32": "ilmv::Sum<float32_t>{}",
+    "lmvSubtractu8": "ilmv::SubtractWith<uint8_t>{policy}",
+    "lmvSubtracts16": "ilmv::SubtractWith<int16_t>{policy}",
+    "lmvSubtractu8s16": "ilmv::Difference<int16_t>{}",
+    "lmvAddWeightedu8": "ilmv::Weighted(alpha, beta)",
+    "lmvAddSquaredu8u16": "ilmv::AddSquared(scale)",
+    "lmvElementMultiplyu8": "ilmv::ScaledProduct<uint8_t>(scale, policy)",
+    "lmvElementMultiplyu8s16": "ilmv::ScaledProduct<int16_t>(scale, policy)",
+    "lmvElementMultiplys16": "ilmv::ScaledProduct<int16_t>(scale, policy)",
+    "lmvElementMultiplyu8u16": "ilmv::Product<uint16_t>{}",
+    "lmvElementMultiplyf32": "ilmv::Product<float32_t>{}",
+    "lmvAddScalars16": "ilmv::AddScalar<int16_t>{scalar}",
+    "lmvAddScalarf32": "ilmv::AddScalar<float32_t>{scalar}",
+    "lmvMultiplyScalars16": "ilmv::MultiplyScalarShifted(scalar, shift)",
+    "lmvMultiplyScalarf32": "ilmv::MultiplyScalar<float32_t>{scalar}",
+    "lmvBitwiseAndu8": "ilmv::BitAnd{}",
+    "lmvBitwiseXoru8": "ilmv::BitXor{}",
+    "lmvBitwiseNotu8": "ilmv::BitNot{}",
+    "lmvBitwiseOru8": "ilmv::MaskedOr{}",
+    "lmvBitwiseOrs32": "ilmv::MaskedOr{}",
+    "lmvImageDiffu8": "ilmv::SaturatedDifference<uint8_t>{}",
+    "lmvImageDiffs16": "ilmv::SaturatedDifference<int16_t>{}",
+    "lmvImageDifff32": "ilmv::Difference<float32_t>{}",
+    "lmvImageDiffu8f32": "ilmv::Difference<float32_t>{}",
+    "lmvImageDiffu8s8": "ilmv::HalfDifference{}",
+    "lmvAverageu8": "uint32_t",   # the type of the total
+    "lmvAverages32": "int64_t",
+}
+
+
+def arith(slot, name, params, doc, walk=None, **kw):
+    """A member whose forms are one walk of the family with its element rule (binary or
+    unary by its images, unless told)."""
+    images = [p for p in params if isinstance(p, Image)]
+    walk = walk or ("unary" if len(images) == 2 else "binary")
+    op(slot, name, params, doc=doc, remote=remote_of(params), walk=walk, element=ELEMENTS.get(name), **kw)
 
 
 def bytes_rule(first, names, w, h, per_pixel, sources=("src1", "src2", "dst")):
@@ -89,6 +134,7 @@ for slot, name, elem, ch in [(14, "lmvAbsDiffVu8", U8, 1), (13, "lmvAbsDiffVs32"
     size = {U8: "", S32: " * sizeof(int32_t)", F32: " * sizeof(float32_t)"}[elem]
     per_pixel = (f" * {ch}" if ch > 1 else "") + size
     arith(slot, name, vector_params(elem, ch), "dst = |src - value| per channel, channel k against constant k.",
+          walk="channels",
           rule=f"src && dst && srcWidth && srcHeight && (srcStride >= srcWidth{per_pixel}) "
                f"&& (dstStride >= srcWidth{per_pixel})")
 
@@ -159,7 +205,7 @@ for slot, name, elem, per in [(39, "lmvBitwiseOru8", U8, ""), (38, "lmvBitwiseOr
     mask = [img("mask", U8, "width", "height", "maskStride", optional=True),
             Stride("maskStride", "stride of the mask in bytes")]
     arith(slot, name, binary_params(elem, elem, elem, *mask),
-          "dst = src1 | src2; with a mask, 0 where the mask byte is 0.",
+          "dst = src1 | src2; with a mask, 0 where the mask byte is 0.", walk="maskedBinary",
           rule=f"src1 && src2 && dst && width && height && (src1Stride >= width{per}) "
                f"&& (src2Stride >= width{per}) && (dstStride >= width{per})")
 
@@ -181,7 +227,7 @@ arith(269, "lmvImageDiffu8s8", diff_params(U8, U8, S8), "dst = (src1 >> 1) - (sr
 for slot, name, elem, size in [(25, "lmvAverageu8", U8, ""), (24, "lmvAverages32", S32, " * sizeof(int32_t)")]:
     arith(slot, name, [img("src", elem, "srcWidth", "srcHeight", "srcStride"), *sizes("srcWidth", "srcHeight"),
                        Stride("srcStride"), ScalarOut("avgValue", "float32_t", "receives the mean")],
-          "*avgValue = sum of all pixels / (srcWidth * srcHeight).",
+          "*avgValue = sum of all pixels / (srcWidth * srcHeight).", walk="mean",
           rule=f"src && avgValue && srcWidth && srcHeight && (srcStride >= srcWidth{size})")
 
 # Constant fills.
@@ -193,5 +239,5 @@ for slot, name, elem, ch in [(361, "lmvSetElementsu8", U8, 1), (360, "lmvSetElem
     size = {U8: "", S32: "*sizeof(int32_t)", F32: "*sizeof(float32_t)"}[elem]
     per = (f"*{ch}" if ch > 1 else "") + size
     arith(slot, name, fill_params(elem, ch),
-          "Writes the value(s) into every pixel; with a mask only where the mask byte is non-zero.",
+          "Writes the value(s) into every pixel; with a mask only where the mask byte is non-zero.", walk="fill",
           rule=f"src && srcWidth && srcHeight && (srcStride == 0 || srcStride >= srcWidth{per})")

@@ -11,7 +11,7 @@ op(442, "lmvAddu8",
    [src, Size("width"), Size("height"), Stride("src1Stride"), Image("src2", U8, "width", "height", "src2Stride"),
     Stride("src2Stride"), Scalar("policy", "LMV_OVERFLOW_POLICY", ["0", "1"], "0 wraps, 1 saturates"),
     Image("dst", U8, "width", "height", "dstStride", direction="out"), Stride("dstStride")],
-   ret=STATUS, doc="dst = src1 + src2.")
+   ret=STATUS, doc="dst = src1 + src2.", walk="binary", element="ilmv::AddWith<uint8_t>{policy}")
 
 diff = [Image("src1", S16, "srcWidth", "srcHeight", "srcStride"), Image("src2", S16, "srcWidth", "srcHeight", "srcStride"),
         Size("srcWidth"), Size("srcHeight"), Stride("srcStride", "stride of both sources"),
