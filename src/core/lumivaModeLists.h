@@ -17,6 +17,12 @@ constexpr size_t ilmvCountOf(const ILMV_SLOT_RANGE (&)[N])
     return N;
 }
 
+// Internal slots: those with a SIMD form, those the DSP serves, and those every hardware
+// mode table moves to the CDSP.
+extern const uint16_t ilmvInternalSimdSlots[12];
+extern const uint16_t ilmvInternalDspSlots[11];
+extern const uint16_t ilmvInternalCdspSlots[2];
+
 extern const uint16_t ilmvGpuSlots[42];
 extern const uint16_t ilmvPerformanceDspSlots[15];
 extern const uint16_t ilmvPerformanceGpuSlots[9];
