@@ -13,36 +13,21 @@
 #include "core/lumivaModeLists.h"
 #include "lumiva/lumivaApi.h"
 
-const uint16_t ilmvInternalSimdSlots[12] = {
-    LMV_INTERNAL_lmvColorRGB888ToRGB565Rotate180u8,
-    LMV_INTERNAL_lmvColorYUV420toRGB565u8Rotate180,
-    LMV_INTERNAL_lmvCopy,
-    LMV_INTERNAL_lmvImageGradientScharrInterleaveds16,
-    LMV_INTERNAL_lmvMserSplitExtu8ST,
-    LMV_INTERNAL_lmvScaleDownBy2Gaussian5x5f32,
-    LMV_INTERNAL_lmvScaleDownBy2Gaussian5x5f32_v2,
-    LMV_INTERNAL_lmvSumOfAbsoluteDiff16x16u8,
-    LMV_INTERNAL_lmvSumOfAbsoluteDiff8x8u8,
-    LMV_INTERNAL_lmvSumOfAbsoluteDiffs16x16u8,
-    LMV_INTERNAL_lmvFilterConvSepMxNs16,
-    LMV_INTERNAL_lmvExtractHOGu16,
+// Internal slots, as runs in their own numbering: the kernels that other operations call
+// (their SIMD forms, and the DSP's), the two sums of absolute differences and the HOG
+// extractor that only the SIMD unit serves, and the DSP's own clock probe and buffer
+// registration.
+const ILMV_SLOT_RANGE ilmvInternalSimdRanges[2] = {
+    {LMV_INTERNAL_lmvColorRGB888ToRGB565Rotate180u8, LMV_INTERNAL_lmvSumOfAbsoluteDiffs16x16u8},
+    {LMV_INTERNAL_lmvFilterConvSepMxNs16, LMV_INTERNAL_lmvExtractHOGu16},
 };
 
-const uint16_t ilmvInternalDspSlots[11] = {
-    LMV_INTERNAL_lmvColorRGB888ToRGB565Rotate180u8,
-    LMV_INTERNAL_lmvColorYUV420toRGB565u8Rotate180,
-    LMV_INTERNAL_lmvCopy,
-    LMV_INTERNAL_lmvImageGradientScharrInterleaveds16,
-    LMV_INTERNAL_lmvMserSplitExtu8ST,
-    LMV_INTERNAL_lmvScaleDownBy2Gaussian5x5f32,
-    LMV_INTERNAL_lmvScaleDownBy2Gaussian5x5f32_v2,
-    LMV_INTERNAL_lmvSumOfAbsoluteDiff16x16u8,
-    LMV_INTERNAL_probeX5Time,
-    LMV_INTERNAL_lmvRegisterBuf,
-    LMV_INTERNAL_lmvFilterConvSepMxNs16,
+const ILMV_SLOT_RANGE ilmvInternalDspRanges[2] = {
+    {LMV_INTERNAL_lmvColorRGB888ToRGB565Rotate180u8, LMV_INTERNAL_lmvSumOfAbsoluteDiff16x16u8},
+    {LMV_INTERNAL_probeX5Time, LMV_INTERNAL_lmvFilterConvSepMxNs16},
 };
 
-const uint16_t ilmvInternalCdspSlots[2] = {LMV_INTERNAL_probeX5Time, LMV_INTERNAL_lmvRegisterBuf};
+const ILMV_SLOT_RANGE ilmvInternalCdspRanges[1] = {{LMV_INTERNAL_probeX5Time, LMV_INTERNAL_lmvRegisterBuf}};
 
 const uint16_t ilmvGpuSlots[42] = {
     LMV_API_lmv3ChannelWarpPerspectiveu8,

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// A run of consecutive API slots, first and last included.
+// A run of consecutive slots, first and last included.
 struct ILMV_SLOT_RANGE {
     uint16_t first;
     uint16_t last;
@@ -19,9 +19,9 @@ constexpr size_t ilmvCountOf(const ILMV_SLOT_RANGE (&)[N])
 
 // Internal slots: those with a SIMD form, those the DSP serves, and those every hardware
 // mode table moves to the CDSP.
-extern const uint16_t ilmvInternalSimdSlots[12];
-extern const uint16_t ilmvInternalDspSlots[11];
-extern const uint16_t ilmvInternalCdspSlots[2];
+extern const ILMV_SLOT_RANGE ilmvInternalSimdRanges[2];
+extern const ILMV_SLOT_RANGE ilmvInternalDspRanges[2];
+extern const ILMV_SLOT_RANGE ilmvInternalCdspRanges[1];
 
 extern const uint16_t ilmvGpuSlots[42];
 extern const uint16_t ilmvPerformanceDspSlots[15];

@@ -37,11 +37,12 @@ void setApi(LMV_FUNC_MANAGER* m, uint32_t slot, uint32_t index)
 }
 
 template <size_t N>
-void setInternal(LMV_FUNC_MANAGER* m, const uint16_t (&slots)[N], uint32_t index)
+void setInternal(LMV_FUNC_MANAGER* m, const ILMV_SLOT_RANGE (&ranges)[N], uint32_t index)
 {
-    for (uint32_t slot : slots)
-        if (slot < m->internalCount && columnServes(m->internalFuncTable, m->implCount, slot, index))
-            m->internalImplTable[slot] = index;
+    for (const ILMV_SLOT_RANGE& r : ranges)
+        for (uint32_t slot = r.first; slot <= r.last; ++slot)
+            if (slot < m->internalCount && columnServes(m->internalFuncTable, m->implCount, slot, index))
+                m->internalImplTable[slot] = index;
 }
 
 template <size_t N>
@@ -62,7 +63,7 @@ int setDspCapable(LMV_FUNC_MANAGER* m, uint32_t index)
     if (int check = checkRecord(m, index, true)) return check;
     for (size_t i = 0; i < ilmvApiFormCount; ++i)
         if (ilmvIsDspCapable(ilmvApiForms[i])) setApi(m, ilmvApiForms[i].slot, index);
-    setInternal(m, ilmvInternalDspSlots, index);
+    setInternal(m, ilmvInternalDspRanges, index);
     return kDone;
 }
 
@@ -72,7 +73,7 @@ int setCdspRanges(LMV_FUNC_MANAGER* m, int32_t mode, const ILMV_SLOT_RANGE* rang
     if (!m || !m->implTable || !m->internalImplTable || !(lmvAvailableHardware(mode) & LUMIVA_HW_DSP) ||
         m->implCount < 6)
         return kNoRecord;
-    setInternal(m, ilmvInternalCdspSlots, LMV_IMPL_XC);
+    setInternal(m, ilmvInternalCdspRanges, LMV_IMPL_XC);
     setRanges(m, ranges, count, LMV_IMPL_XC);
     return kDone;
 }
@@ -85,7 +86,8 @@ LMV_EXPORT int uVIndex(void)
 {
     for (size_t i = 0; i < ilmvApiFormCount; ++i)
         if (ilmvApiForms[i].forms[LMV_IMPL_V]) lmvImplTable[ilmvApiForms[i].slot] = LMV_IMPL_V;
-    for (uint16_t slot : ilmvInternalSimdSlots) lmvInternalImplTable[slot] = LMV_IMPL_V;
+    for (const ILMV_SLOT_RANGE& r : ilmvInternalSimdRanges)
+        for (uint32_t slot = r.first; slot <= r.last; ++slot) lmvInternalImplTable[slot] = LMV_IMPL_V;
     return kDone;
 }
 
@@ -124,7 +126,7 @@ LMV_EXPORT int uHWPerformanceModeTable(LMV_FUNC_MANAGER* m)
         return kNoRecord;
     uint32_t hardware = lmvAvailableHardware(1);
     if ((hardware & LUMIVA_HW_DSP) && m->implCount >= 6) {
-        setInternal(m, ilmvInternalCdspSlots, LMV_IMPL_XC);
+        setInternal(m, ilmvInternalCdspRanges, LMV_IMPL_XC);
         setList(m, ilmvPerformanceDspSlots, LMV_IMPL_XC);
     }
     if ((hardware & LUMIVA_HW_GPU) && m->implCount >= 4 && m->apiCount >= 2)

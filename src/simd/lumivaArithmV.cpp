@@ -345,7 +345,9 @@ auto vectorOf(const AbsDiff&, const T*, const T*, T*)
         return bytesRule([](auto a, auto b) { return absd(a, b); });
     } else {
         // The 32-bit difference wraps before the absolute value, as in the reference.
-        return eightRule([](const T* a, const T* b, T* d) { lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); }); });
+        return eightRule([](const T* a, const T* b, T* d) {
+            lanes8(a, b, d, [](auto x, auto y) { return absDiffVec(x, y); });
+        });
     }
 }
 
@@ -355,13 +357,19 @@ inline auto vectorOf(const AddWith<uint8_t>& r, const uint8_t*, const uint8_t*, 
                     bytesRule([](auto a, auto b) { return addSat(a, b); }));
 }
 
+// A rule on 8 lanes of 16-bit pairs given as one instruction.
+template <class Op>
+auto int16Lanes(Op op)
+{
+    return eightRule([=](const int16_t* a, const int16_t* b, int16_t* d) {
+        vst1q_s16(d, op(vld1q_s16(a), vld1q_s16(b)));
+    });
+}
+
 inline auto vectorOf(const AddWith<int16_t>& r, const int16_t*, const int16_t*, int16_t*)
 {
-    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
-    return eightRule([=](const int16_t* a, const int16_t* b, int16_t* d) {
-        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
-        vst1q_s16(d, wrap ? vaddq_s16(x, y) : vqaddq_s16(x, y));
-    });
+    return byPolicy(r.policy, int16Lanes([](int16x8_t x, int16x8_t y) { return vaddq_s16(x, y); }),
+                    int16Lanes([](int16x8_t x, int16x8_t y) { return vqaddq_s16(x, y); }));
 }
 
 inline auto vectorOf(const AddWith<uint16_t>& r, const uint16_t*, const uint8_t*, uint16_t*)
@@ -381,16 +389,15 @@ inline auto vectorOf(const SubtractWith<uint8_t>& r, const uint8_t*, const uint8
 
 inline auto vectorOf(const SubtractWith<int16_t>& r, const int16_t*, const int16_t*, int16_t*)
 {
-    const bool wrap = r.policy == LUMIVA_OVERFLOW_WRAP;
-    return eightRule([=](const int16_t* a, const int16_t* b, int16_t* d) {
-        int16x8_t x = vld1q_s16(a), y = vld1q_s16(b);
-        vst1q_s16(d, wrap ? vsubq_s16(x, y) : vqsubq_s16(x, y));
-    });
+    return byPolicy(r.policy, int16Lanes([](int16x8_t x, int16x8_t y) { return vsubq_s16(x, y); }),
+                    int16Lanes([](int16x8_t x, int16x8_t y) { return vqsubq_s16(x, y); }));
 }
 
 inline auto vectorOf(const Sum<uint16_t>&, const uint8_t*, const uint8_t*, uint16_t*)
 {
-    return eightRule([](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vaddl_u8(vld1_u8(a), vld1_u8(b))); });
+    return eightRule([](const uint8_t* a, const uint8_t* b, uint16_t* d) {
+        vst1q_u16(d, vaddl_u8(vld1_u8(a), vld1_u8(b)));
+    });
 }
 
 inline auto vectorOf(const Sum<float32_t>&, const float32_t*, const float32_t*, float32_t*)
@@ -402,7 +409,7 @@ inline auto vectorOf(const Sum<float32_t>&, const float32_t*, const float32_t*, 
 
 inline auto vectorOf(const SaturatedSum<int16_t>&, const int16_t*, const int16_t*, int16_t*)
 {
-    return eightRule([](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqaddq_s16(vld1q_s16(a), vld1q_s16(b))); });
+    return int16Lanes([](int16x8_t x, int16x8_t y) { return vqaddq_s16(x, y); });
 }
 
 inline auto vectorOf(const Difference<int16_t>&, const uint8_t*, const uint8_t*, int16_t*)
@@ -438,12 +445,14 @@ inline auto vectorOf(const SaturatedDifference<uint8_t>&, const uint8_t*, const 
 
 inline auto vectorOf(const SaturatedDifference<int16_t>&, const int16_t*, const int16_t*, int16_t*)
 {
-    return eightRule([](const int16_t* a, const int16_t* b, int16_t* d) { vst1q_s16(d, vqsubq_s16(vld1q_s16(a), vld1q_s16(b))); });
+    return int16Lanes([](int16x8_t x, int16x8_t y) { return vqsubq_s16(x, y); });
 }
 
 inline auto vectorOf(const Product<uint16_t>&, const uint8_t*, const uint8_t*, uint16_t*)
 {
-    return eightRule([](const uint8_t* a, const uint8_t* b, uint16_t* d) { vst1q_u16(d, vmull_u8(vld1_u8(a), vld1_u8(b))); });
+    return eightRule([](const uint8_t* a, const uint8_t* b, uint16_t* d) {
+        vst1q_u16(d, vmull_u8(vld1_u8(a), vld1_u8(b)));
+    });
 }
 
 inline auto vectorOf(const Product<float32_t>&, const float32_t*, const float32_t*, float32_t*)
@@ -649,7 +658,9 @@ void binary(const A* src1, uint32_t s1, const B* src2, uint32_t s2, D* dst, uint
         ilmvForEachRow(w, h, [&](size_t n, const A* a, const B* b, D* d) {
             auto one = [&](size_t i) { d[i] = rule(a[i], b[i]); };
             if constexpr (std::decay_t<decltype(vec)>::kBytes)
-                stepBytes(n, [&](size_t i, auto reg) { store(d + i, vec.bytes(load(a + i, reg), load(b + i, reg))); }, one);
+                stepBytes(n, [&](size_t i, auto reg) {
+                    store(d + i, vec.bytes(load(a + i, reg), load(b + i, reg)));
+                }, one);
             else
                 stepBy8(n, [&](size_t i) { vec.eight(a + i, b + i, d + i); }, one);
         }, ilmvPlane(src1, s1), ilmvPlane(src2, s2), ilmvPlane(dst, sd));

@@ -117,7 +117,6 @@ constexpr uint32_t kCodeRowWidth = 4096;
 
 struct ILMV_CODE_ROWS {
     uint8_t code[3][kCodeRowWidth + 2];  // column x at x + 1: a neighbour column of -1 reads 0
-    int32_t drawnRow[3];                 // the image row each holds, or -1
 };
 
 void drawRow(ILMV_CODE_ROWS& rows, int slot, const uint32_t* corners, const uint32_t* scores, uint32_t first,
@@ -159,14 +158,14 @@ void suppressV(const uint32_t* corners, const uint32_t* scores, int32_t* rowStar
         return Group{rowOf(first), first, last};
     };
     *nOut = 0;
-    Group previous = {-1, 0, 0};
-    for (uint32_t first = 0; first < n;) {
-        const Group group = groupAt(first);
-        const Group next = group.last < n ? groupAt(group.last) : Group{-1, 0, 0};
+    const Group none = {-1, 0, 0};
+    Group previous = none, group = n ? groupAt(0) : none;
+    while (group.row >= 0) {
+        const Group next = group.last < n ? groupAt(group.last) : none;
         const int32_t y = group.row;
-        const uint8_t* above = rows.code[hold(y - 1, previous.row == y - 1 ? previous : Group{-1, 0, 0})];
+        const uint8_t* above = rows.code[hold(y - 1, previous.row == y - 1 ? previous : none)];
         const uint8_t* same = rows.code[hold(y, group)];
-        const uint8_t* below = rows.code[hold(y + 1, next.row == y + 1 ? next : Group{-1, 0, 0})];
+        const uint8_t* below = rows.code[hold(y + 1, next.row == y + 1 ? next : none)];
         for (uint32_t i = group.first; i < group.last; ++i) {
             const uint32_t c = corners[2 * i] + 1;
             const uint8_t own = uint8_t(scores[i] + 1);
@@ -179,7 +178,7 @@ void suppressV(const uint32_t* corners, const uint32_t* scores, int32_t* rowStar
             ++*nOut;
         }
         previous = group;
-        first = group.last;
+        group = next;
     }
 }
 

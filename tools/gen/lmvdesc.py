@@ -47,19 +47,16 @@ class Image:
     default_stride: Optional[str] = None  # what a zero stride stands for, when not the row size
     half: str = "up"               # how a halved size rounds: "up" for chroma planes, "down" for decimation
 
-    def dims(self):
-        """Text: the image's size in pixels, in terms of the size parameters."""
-        def part(size, div):
-            if div == 1:
-                return size
-            return f"({size} + 1) / 2" if self.half == "up" else f"{size} / 2"
-        return f"{part(self.width, self.wdiv)} x {part(self.height, self.hdiv)}"
+    def _part(self, size, div):
+        """C expression: a size divided by `div` (1 or 2), rounded as `half` says."""
+        if div == 1:
+            return size
+        return f"({size} + 1) / 2" if self.half == "up" else f"{size} / 2"
 
-    def length(self):
-        """C expression: the bytes the image spans, the last row counted to its row size only."""
-        rows = self.height if self.hdiv == 1 else (f"(({self.height} + 1) / 2)" if self.half == "up"
-                                                   else f"({self.height} / 2)")
-        return f"(size_t)({self.stride}) * ({rows} - 1) + {self.row_bytes()}"
+    def dims(self):
+        """Text: the image's size in pixels, in terms of the size parameters. With the stride,
+        it is the length of the image pointer: (rows - 1) strides and one row."""
+        return f"{self._part(self.width, self.wdiv)} x {self._part(self.height, self.hdiv)}"
 
     @property
     def ctype(self):
@@ -69,10 +66,7 @@ class Image:
     def row_bytes(self):
         """C expression: bytes of one row."""
         factor = self.channels * self.elem.size
-        if self.wdiv == 1:
-            width = self.width
-        else:
-            width = f"(({self.width} + 1) / 2)" if self.half == "up" else f"({self.width} / 2)"
+        width = self.width if self.wdiv == 1 else f"({self._part(self.width, self.wdiv)})"
         return width if factor == 1 else f"{width} * {factor}"
 
     def zero_stride(self):

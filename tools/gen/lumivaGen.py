@@ -39,10 +39,13 @@ def fill(template, **fields):
         return string.Template(f.read()).substitute(**fields)
 
 
-def banner(ops, extra=()):
-    """The first line of a generated file: the descriptions it came from."""
-    sources = sorted({o.source for o in ops}) + list(extra)
-    return fill("banner.in", sources=", ".join(sources) if sources else "src/core/lumivaSlots.list").rstrip("\n")
+SLOTS_SOURCE = ["src/core/lumivaSlots.list"]  # the slot table in use, as the banners name it
+
+
+def banner(ops, with_slots=False):
+    """The first lines of a generated file: the descriptions (and slot table) it came from."""
+    sources = sorted({o.source for o in ops}) + (SLOTS_SOURCE if with_slots or not ops else [])
+    return fill("banner.in", sources=", ".join(sources)).rstrip("\n")
 
 
 def split_points(line):
@@ -137,9 +140,7 @@ def enum_name(slot, name):
 
 
 def param_decl(p):
-    if isinstance(p, Image):
-        return f"{p.ctype} {p.name}"
-    if isinstance(p, Handle):
+    if isinstance(p, (Image, Handle)):
         return f"{p.ctype} {p.name}"
     if isinstance(p, ScalarOut):
         return f"{p.ctype}* {p.name}"
@@ -177,7 +178,8 @@ def param_doc(p):
         return p.doc or ("width in pixels" if p.name.lower().endswith("width") else "height in pixels")
     if isinstance(p, Points):
         opt = "; may be null" if p.optional else ""
-        return f"[{DIRECTION[p.direction]}] {p.doc}: {p.elements()} elements of {p.ctype}{opt}"
+        count = f"; {p.count_out} receives how many were written" if p.count_out else ""
+        return f"[{DIRECTION[p.direction]}] {p.doc}: {p.elements()} elements of {p.ctype}{opt}{count}"
     if isinstance(p, Handle):
         return f"[{DIRECTION[p.direction]}] {p.doc}"
     if isinstance(p, ScalarOut):
@@ -205,7 +207,7 @@ def write(out_dir, rel, text):
 
 
 def gen_api_header(slots):
-    return fill("api.h.in", banner=banner([], ["src/core/lumivaSlots.list"]),
+    return fill("api.h.in", banner=banner([], with_slots=True),
                 slots="\n".join(f"    {enum_name(i, n)} = {i}," for i, n in enumerate(slots)),
                 slot_count=len(slots),
                 internal_slots="\n".join(f"    LMV_INTERNAL_{n} = {i}," for i, n in enumerate(INTERNAL)),
@@ -327,15 +329,18 @@ def entry_body(o, name, params, rule, call_args):
         # The rows speak of the slot's parameters; an entry with its own parameter list
         # evaluates them on the arguments it passes to the slot.
         rename = dict(zip((p.name for p in o.params), call_args.split(", ")))
-        choose = fill("choose.in", remote=in_terms_of(o.remote.expr(), rename) if o.remote else "1",
-                      gpu=in_terms_of(o.gpu.expr(), rename) if o.gpu else "1", switch=remote_switch(o.remote))
+        choose = f"    idx = {demote(o.remote, o.gpu, rename)};\n"
     return fill("entry.in", decl=decl, prologue=prologue, slot=slot, choose=choose, literal=c_string(name),
                 check=rule_check(o, rule, name, params), call=call if o.ret == VOID else f"return {call}")
 
 
-def remote_switch(remote):
-    """The extra argument of ilmvDemote for a row that ignores the checks switch."""
-    return "" if not remote or remote.switchable else ", false"
+def demote(remote, gpu, rename=None):
+    """The ilmvDemote call of a remote and a GPU row, the rows' parameter names replaced by
+    the arguments `rename` gives for them."""
+    rename = rename or {}
+    switch = "" if not remote or remote.switchable else ", false"
+    return fill("demote.in", remote=in_terms_of(remote.expr(), rename) if remote else "1",
+                gpu=in_terms_of(gpu.expr(), rename) if gpu else "1", switch=switch).rstrip("\n")
 
 
 def in_terms_of(expr, rename):
@@ -374,7 +379,7 @@ def form_cells(o):
 def gen_registry(ops, slots):
     api = sorted((o for o in ops if not o.internal and o.follows_slot is None), key=lambda o: o.slot)
     internal = sorted((o for o in ops if o.internal), key=lambda o: o.slot)
-    return fill("registry.cpp.in", banner=banner(ops, ["src/core/lumivaSlots.list"]),
+    return fill("registry.cpp.in", banner=banner(ops, with_slots=True),
                 api_rows="\n".join(f"    {{{enum_name(o.slot, o.name)}, {{{form_cells(o)}}}}}," for o in api),
                 internal_rows="\n".join(f"    {{LMV_INTERNAL_{o.name}, {{{form_cells(o)}}}}}," for o in internal),
                 names="\n".join(f"    {c_string(n) if n else 'nullptr'}," for n in slots))
@@ -436,9 +441,7 @@ def gen_entry_rows(ops):
         for e in o.manual_entries:
             if e.remote or e.gpu:
                 decl = ", ".join(["uint32_t idx"] + [f"[[maybe_unused]] {param_decl(p)}" for p in e.params])
-                functions.append(fill("fits.in", entry=e.name, op=o.name, decl=decl,
-                                      remote=e.remote.expr() if e.remote else "1",
-                                      gpu=e.gpu.expr() if e.gpu else "1", switch=remote_switch(e.remote)))
+                functions.append(fill("fits.in", entry=e.name, op=o.name, decl=decl, demote=demote(e.remote, e.gpu)))
     with_rows = [o for o in ops if any(e.remote or e.gpu for e in o.manual_entries)]
     return fill("entry_rows.h.in", banner=banner(with_rows), functions="".join(functions))
 
@@ -508,6 +511,7 @@ def gen_frame_forms(ops):
 
 def main():
     slots_list, ops_dir, out_dir = sys.argv[1:4]
+    SLOTS_SOURCE[0] = os.path.relpath(os.path.abspath(slots_list), REPOSITORY)
     slots = read_slots(slots_list)
     ops = load_ops(ops_dir)
     for o in ops:

@@ -57,5 +57,6 @@ cb(26, "lmvBGCodeBookClearStaleu8",
    "cbmodel && fgMask && cbMap",
    "ilmvCodeBookClearStale(cbmodel, staleThresh, fgMask, fgMaskWidth, fgMaskHeight, fgMaskStride, cbMap)",
    "Prunes codewords whose stale value exceeds staleThresh (where fgMask is non-zero) and refreshes the rest.")
-cb(336, "lmvReleaseBGCodeBookModel", [Points("cbmodel", "lmvBGCodeBookModel*", "1", "inout", "the model handle, cleared on return")],
+cb(336, "lmvReleaseBGCodeBookModel",
+   [Points("cbmodel", "lmvBGCodeBookModel*", "1", "inout", "the model handle, cleared on return")],
    "1", "ilmvCodeBookRelease(cbmodel)", "Frees the model, its map and its codewords, and clears the handle.")

@@ -121,7 +121,8 @@ for fmt in ("RGB565", "RGB888", "RGBA8888"):
                 ret, frame = "uint32_t", frame + "; return srcHeight"
                 doc += (" Returns srcHeight. An odd width leaves the even rows unwritten (Y and chroma).")
             stops = [] if sub == "444" else [Stop("length > 1", "srcWidth is 1 (the chroma rows work on pixel pairs)")]
-            op(slot_of(name), name, [src, *sizes(), Stride("srcStride"), *planes, *strides], ret=ret, doc=doc, stops=stops,
+            op(slot_of(name), name, [src, *sizes(), Stride("srcStride"), *planes, *strides], ret=ret, doc=doc,
+               stops=stops,
                rule=rule, remote=remote_row([src, *planes]), frame_header=ROWS_H,
                case_min_width=1 if sub == "444" else 2, frame=frame)
 

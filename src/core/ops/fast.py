@@ -17,8 +17,9 @@ def corner_params(score, masked, nms):
                      count_out="nCorners")]
     if score:
         params.append(Points("scores", U32P, "nCornersMax", doc="score of each corner", count_out="nCorners"))
-    params += [Scalar("nCornersMax", "uint32_t", [], "capacity of the corner list, at least 1: a corner is stored before the "
-                                                   "capacity is checked, so 0 still receives one"),
+    params += [Scalar("nCornersMax", "uint32_t", [],
+                      "capacity of the corner list, at least 1: a corner is stored before the capacity is checked, "
+                      "so 0 still receives one"),
                ScalarOut("nCorners", "uint32_t", "receives the number of corners")]
     if masked:
         params += [Points("bitMask", "uint8_t", "maskHeight", "in", "exclusion bits, one per mask pixel, MSB leftmost",

@@ -12,7 +12,8 @@ RULE = ("src1 && src2 && src1Pyr && src2Pyr && featureXY && featureXY_out && fea
 def common(pyr_type, rows="width"):
     return [Points("src1", "uint8_t", "height", "in", "first frame", length=f"{rows} * height"),
             Points("src2", "uint8_t", "height", "in", "second frame", length=f"{rows} * height"),
-            Scalar("width", "uint32_t", [], "frame width in pixels"), Scalar("height", "uint32_t", [], "frame height in pixels")]
+            Scalar("width", "uint32_t", [], "frame width in pixels"),
+            Scalar("height", "uint32_t", [], "frame height in pixels")]
 
 
 def features(estimate=False):

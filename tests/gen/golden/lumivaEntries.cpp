@@ -33,9 +33,8 @@ LMV_EXPORT void lmvImageDiffs16(const int16_t* src1, const int16_t* src2, uint32
     uint32_t idx = lmvImplTable[LMV_API_lmvImageDiffs16];
     idx = ilmvDemote(idx, [&] { return (uint64_t)srcWidth * srcHeight * 2 > 25344u && ilmvMultipleOf(4,
             (uintptr_t)(src1), (uintptr_t)(src2), (uintptr_t)(dst), (uintptr_t)(srcStride), (uintptr_t)(dstStride))
-            && (srcWidth >= 32); },
-                     [&] { return ilmvMultipleOf(16, (uintptr_t)(src1), (uintptr_t)(src2), (uintptr_t)(dst))
-                             && (srcWidth % 8 == 0); });
+            && (srcWidth >= 32); }, [&] { return ilmvMultipleOf(16, (uintptr_t)(src1), (uintptr_t)(src2),
+            (uintptr_t)(dst)) && (srcWidth % 8 == 0); });
     ilmvRuntimeLog("lmvImageDiffs16", idx);
     if (!(src1 && src2 && dst && srcWidth && srcHeight && (srcStride >= srcWidth) && (dstStride >= srcWidth)))
     {
@@ -54,8 +53,7 @@ LMV_EXPORT uint32_t lmvColorRGB888ToYCbCr420PseudoPlanaru8(const uint8_t* src, u
     if (dstYStride == 0) dstYStride = srcWidth;
     if (dstCStride == 0) dstCStride = ((srcWidth + 1) / 2) * 2;
     uint32_t idx = lmvImplTable[LMV_API_lmvColorRGB888ToYCbCr420PseudoPlanaru8];
-    idx = ilmvDemote(idx, [&] { return 1; },
-                     [&] { return 1; });
+    idx = ilmvDemote(idx, [&] { return 1; }, [&] { return 1; });
     ilmvRuntimeLog("lmvColorRGB888ToYCbCr420PseudoPlanaru8", idx);
     if (!(src && dstY && dstC && srcWidth && srcHeight))
         return (uint32_t)ilmvAssertFailed("lmvColorRGB888ToYCbCr420PseudoPlanaru8", "src && dstY && dstC && srcWidth "
@@ -69,7 +67,7 @@ LMV_EXPORT void lmvColorRGB888toYCrCbu8(const uint8_t* src, uint32_t width, uint
     uint32_t idx = lmvImplTable[LMV_API_lmvColorRGB888toYCrCbu8];
     idx = ilmvDemote(idx, [&] { return (uint64_t)width * height * 3 > 25344u && ilmvMultipleOf(8, (uintptr_t)(src),
             (uintptr_t)(dst), (uintptr_t)((width * 3)), (uintptr_t)((width * 3))) && (width >= 32); },
-                     [&] { return ilmvMultipleOf(16, (uintptr_t)(src), (uintptr_t)(dst)) && (1); });
+            [&] { return ilmvMultipleOf(16, (uintptr_t)(src), (uintptr_t)(dst)) && (1); });
     ilmvRuntimeLog("lmvColorRGB888toYCrCbu8", idx);
     if (!(src && dst && width && height))
     {

@@ -14,8 +14,8 @@ inline uint32_t ilmvFits_lmvScaleDownBy2u8_v2(uint32_t idx, [[maybe_unused]] con
         [[maybe_unused]] uint8_t* dst, [[maybe_unused]] uint32_t dstStride)
 {
     return ilmvDemote(idx, [&] { return (uint64_t)width * height > 25344u && ilmvMultipleOf(4, (uintptr_t)(src),
-            (uintptr_t)(dst)) && (srcStride % 8 == 0); },
-                      [&] { return ilmvMultipleOf(16, (uintptr_t)(src), (uintptr_t)(dst)) && (1); });
+            (uintptr_t)(dst)) && (srcStride % 8 == 0); }, [&] { return ilmvMultipleOf(16, (uintptr_t)(src),
+            (uintptr_t)(dst)) && (1); });
 }
 
 
