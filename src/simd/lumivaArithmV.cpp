@@ -527,9 +527,16 @@ inline auto vectorOf(const AddSquared& r, const uint8_t*, const uint16_t*, uint1
 // picked back out by de-interleaving.
 struct Blend : BytesRule, Visits<Blend> {
     int16_t wa, wb;
+    // The weights in every lane, made once per call rather than per vector.
+    uint16x8_t wa16, wb16;
+    uint8x8_t wa8, wb8;
+    Blend(int16_t a, int16_t b)
+        : wa(a), wb(b), wa16(vdupq_n_u16(uint16_t(a))), wb16(vdupq_n_u16(uint16_t(b))), wa8(vdup_n_u8(uint8_t(a))),
+          wb8(vdup_n_u8(uint8_t(b)))
+    {
+    }
     uint8x16_t bytes(uint8x16_t a, uint8x16_t b) const
     {
-        const uint16x8_t wa16 = vdupq_n_u16(static_cast<uint16_t>(wa)), wb16 = vdupq_n_u16(static_cast<uint16_t>(wb));
         const uint8x16_t zero = vdupq_n_u8(0);
         const uint16x8_t half = vdupq_n_u16(128);
         uint8x16x2_t a16 = vzipq_u8(a, zero), b16 = vzipq_u8(b, zero);
@@ -541,7 +548,7 @@ struct Blend : BytesRule, Visits<Blend> {
     }
     uint8x8_t bytes(uint8x8_t a, uint8x8_t b) const
     {
-        return vrshrn_n_u16(vmlal_u8(vmull_u8(a, vdup_n_u8(uint8_t(wa))), b, vdup_n_u8(uint8_t(wb))), 8);
+        return vrshrn_n_u16(vmlal_u8(vmull_u8(a, wa8), b, wb8), 8);
     }
 };
 
@@ -582,10 +589,7 @@ struct WeightedVector {
 
 inline WeightedVector vectorOf(const Weighted& r, const uint8_t*, const uint8_t*, uint8_t*)
 {
-    WeightedVector v;
-    v.blend.wa = v.split.wa = r.wa;
-    v.blend.wb = v.split.wb = r.wb;
-    return v;
+    return {Blend(r.wa, r.wb), SplitWeights{{}, {}, r.wa, r.wb}};
 }
 
 inline auto vectorOf(const HalfDifference&, const uint8_t*, const uint8_t*, int8_t*)
@@ -654,7 +658,7 @@ template <class A, class B, class D, class Rule>
 void binary(const A* src1, uint32_t s1, const B* src2, uint32_t s2, D* dst, uint32_t sd, uint32_t w, uint32_t h,
             Rule rule)
 {
-    vectorOf(rule, src1, src2, dst).visit([&](const auto& vec) {
+    vectorOf(rule, src1, src2, dst).visit([&](auto vec) {  // a copy: its lanes stay in registers
         ilmvForEachRow(w, h, [&](size_t n, const A* a, const B* b, D* d) {
             auto one = [&](size_t i) { d[i] = rule(a[i], b[i]); };
             if constexpr (std::decay_t<decltype(vec)>::kBytes)
@@ -670,7 +674,7 @@ void binary(const A* src1, uint32_t s1, const B* src2, uint32_t s2, D* dst, uint
 template <class A, class D, class Rule>
 void unary(const A* src, uint32_t ss, D* dst, uint32_t sd, uint32_t w, uint32_t h, Rule rule)
 {
-    vectorOf(rule, src, dst).visit([&](const auto& vec) {
+    vectorOf(rule, src, dst).visit([&](auto vec) {
         ilmvForEachRow(w, h, [&](size_t n, const A* a, D* d) {
             auto one = [&](size_t i) { d[i] = rule(a[i]); };
             if constexpr (std::decay_t<decltype(vec)>::kBytes)
