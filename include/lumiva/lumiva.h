@@ -8,6 +8,7 @@
 #include "lumiva/lumivaDispatch.h"
 #include "lumiva/lumivaMode.h"
 #include "lumiva/lumivaMemory.h"
+#include "lumiva/lumivaDsp.h"
 #include "lumiva/lumivaColorTypes.h"
 #include "lumiva/lumivaFamilies.h"
 

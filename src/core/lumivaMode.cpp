@@ -147,6 +147,11 @@ LMV_EXPORT int lmvSetOperationMode(lmvOperationMode mode)
     return applyMode(mode);
 }
 
+LMV_EXPORT int lmvSetOperationMode_internal(int32_t mode)
+{
+    return applyMode(mode);
+}
+
 LMV_EXPORT int lmvSetOperationModeExt(int option)
 {
     if (option != LUMIVA_OP_EXT_XDSP && option != LUMIVA_OP_EXT_GPU) {

@@ -35,4 +35,7 @@ ILMV_CPU_RECORD& ilmvCpuRecord();
 // True when `platform` begins with one of the ';'-separated prefixes.
 bool ilmvPlatformMatches(const char* platform, const char* prefixes);
 
+// Replaces the build's platform prefixes (tests and tools; null restores the build's).
+void ilmvSetPlatformPrefixes(const char* prefixes);
+
 #endif

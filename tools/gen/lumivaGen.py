@@ -10,6 +10,10 @@ Writes, under OUT_DIR:
   lumivaEntries.cpp               the entry functions
   lumivaRegistry.cpp              which forms exist per slot, and the slot names
   lumivaOpCases.inc               SIMD-against-reference test cases
+  lumivaRemoteForms.cpp           the remote forms and their marshalling functions
+  lumivadsp/lumivadspOps.h        the stub's per-operation interface, shared by both sides
+  lumivadspStubForms.cpp          the host stub's packing of each operation
+  lumivadspdOps.cpp               the DSP simulator's checked unpacking of each operation
 """
 
 import importlib.util
@@ -20,6 +24,7 @@ import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
 import lmvdesc  # noqa: E402
+import lumivaGenRemote as remote  # noqa: E402
 from lmvdesc import Image, Size, Stride, Scalar, ScalarOut, Points, Handle, Entry, STATUS, VOID  # noqa: E402
 
 COLUMNS = ["C", "V", "X", "G", "Xa", "Xc", "Xm"]
@@ -253,6 +258,8 @@ def gen_kernels_header(ops):
     for o in ops:
         kernels.append(f"typedef {o.ret} (*{o.name}_fn)({', '.join(param_decl(p) for p in o.params)});\n")
         kernels += [f"LMV_EXPORT {signature(o, o.name + f)};\n" for f in o.form_list()]
+        if o.has_form("X"):
+            kernels.append(f"LMV_EXPORT {remote.layer_decl(o)};\n")
         kernels.append("\n")
     return fill("kernels.h.in", banner=banner(ops), kernels="".join(kernels))
 
@@ -514,6 +521,7 @@ def main():
     SLOTS_SOURCE[0] = os.path.relpath(os.path.abspath(slots_list), REPOSITORY)
     slots = read_slots(slots_list)
     ops = load_ops(ops_dir)
+    remote.add_remote_forms(ops)
     for o in ops:
         if o.internal:
             assert INTERNAL[o.slot] == o.name, f"{o.name} is not internal slot {o.slot}"
@@ -534,6 +542,10 @@ def main():
         "lumivaOpCases.inc": gen_cases(ops),
         "lumivaFrameForms.cpp": gen_frame_forms(ops),
         "lumivaEntryRows.h": gen_entry_rows(ops),
+        "lumivadsp/lumivadspOps.h": remote.gen_stub_header(ops, banner),
+        "lumivaRemoteForms.cpp": remote.gen_remote_forms(ops, banner, enum_name),
+        "lumivadspStubForms.cpp": remote.gen_stub_forms(ops, banner),
+        "lumivadspdOps.cpp": remote.gen_sim_ops(ops, banner),
     })
     # Families whose forms are walks get their forms in two files the family's reference and
     # SIMD sources include; the arithmetic family's always exist, since the build names them.

@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #ifndef LUMIVA_CPU_ONLY_CHIPS
 #define LUMIVA_CPU_ONLY_CHIPS ""
@@ -98,19 +99,23 @@ void probeOnce()
 }
 
 // ---- Units ---------------------------------------------------------------------------
-// The DSP session and the GPU system plug in here. Until they exist no session opens and
-// no GPU is found, so bits 0x8 and 0x20 stay clear and every operation stays on the CPU.
+// The DSP session opens through the remote client; the GPU system plugs in here. Until it
+// exists no GPU is found, so bit 0x20 stays clear.
 
 int gDspComponent = -1;  // component of the open session, -1 when none
 int gDspDomain = -1;     // default domain it was opened on
+bool gDspAllocatorReady = false;
 
-int openDspSession(int /*component*/, const char* /*version*/)
+int openDspSession(int component, const char* version)
 {
-    return -1;
+    char text[sizeof kVersion];
+    std::memcpy(text, version, sizeof text);
+    return lmvX5Initialize(component, text);
 }
 
 void closeDspSession()
 {
+    VSKAX5_deinit();
     gDspComponent = gDspDomain = -1;
 }
 
@@ -167,8 +172,14 @@ int dspComponentOf(lmvOperationMode mode)
 }
 
 void* gPlatformLibrary = nullptr;
+std::string gPlatformPrefixes = LUMIVA_PLATFORM_PREFIXES;
 
 }  // namespace
+
+void ilmvSetPlatformPrefixes(const char* prefixes)
+{
+    gPlatformPrefixes = prefixes ? prefixes : LUMIVA_PLATFORM_PREFIXES;
+}
 
 // ---- Probe ---------------------------------------------------------------------------
 
@@ -247,7 +258,11 @@ LMV_EXPORT uint32_t lmvAvailableHWComponent(lmvOperationMode mode)
         }
     }
     // The shared-memory pair follows the units: the GPU's when it is up, else the DSP's;
-    // with neither the pair in force stays (ilmvSetSharedAllocator, once the units exist).
+    // with neither the pair in force stays.
+    if ((mask & LUMIVA_HW_DSP) && !(mask & LUMIVA_HW_GPU)) {
+        if (!gDspAllocatorReady) gDspAllocatorReady = lmvInitSharedMem_Xdsp() == 0;
+        ilmvSetSharedAllocator(lmvSharedMemAllocX, lmvSharedMemFreeX);
+    }
     return mask;
 }
 
@@ -263,7 +278,7 @@ LMV_EXPORT uint32_t lmvAvailableHardware(lmvOperationMode mode)
         mask |= LUMIVA_HW_PLATFORM;
     } else {
         ilmvPropertyGet("ro.board.platform", value);
-        if (ilmvPlatformMatches(value, LUMIVA_PLATFORM_PREFIXES)) {
+        if (ilmvPlatformMatches(value, gPlatformPrefixes.c_str())) {
             mask |= LUMIVA_HW_PLATFORM;
             cpu.implementer = 0x51;
         }
@@ -326,8 +341,13 @@ LMV_EXPORT int lmvSelectXDSP5Mode(int component)
 
 LMV_EXPORT void lmvCleanUp(void)
 {
+    const bool dspAllocator = ilmvSharedAllocator().alloc == lmvSharedMemAllocX;
     closeDspSession();
     destroyGpuSystem();
+    if (dspAllocator) {
+        lmvDeInitSharedMem_Xdsp();
+        gDspAllocatorReady = false;
+    }
     ilmvClearSharedAllocator();
     XDSP_initflag = 0;
     GPU_initflag = 0;

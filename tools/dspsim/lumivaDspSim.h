@@ -1,0 +1,68 @@
+// The simulator's view of one call: its arguments, checked before any kernel sees them.
+// The generated unpacking of each operation reads them through this and refuses a call
+// whose shape, lengths or arguments are wrong.
+#ifndef LUMIVA_DSP_SIM_H
+#define LUMIVA_DSP_SIM_H
+
+#include "lumivaDspWire.h"
+
+#include <cstring>
+#include <vector>
+
+struct ILMV_SIM_ARG {
+    uint32_t kind;       // kArgScalar, kArgBuffer, kArgShared or kArgNull
+    uint32_t direction;
+    uint64_t bits;       // a scalar's value
+    uint8_t* data;       // a buffer's bytes here (copied or in a mapped block); null for kArgNull
+    uint64_t bytes;
+};
+
+class ILMV_SIM_CALL {
+public:
+    explicit ILMV_SIM_CALL(std::vector<ILMV_SIM_ARG>& args) : args_(args) {}
+
+    // True when the arguments are, in order, buffers ('b') and scalars ('s') as listed.
+    bool shaped(const char* kinds) const
+    {
+        if (std::strlen(kinds) != args_.size()) return false;
+        for (size_t i = 0; i < args_.size(); ++i)
+            if ((kinds[i] == 's') != (args_[i].kind == kArgScalar)) return false;
+        return true;
+    }
+
+    template <class T>
+    T* buffer(size_t i) const
+    {
+        return reinterpret_cast<T*>(args_[i].data);
+    }
+
+    template <class T>
+    T scalar(size_t i) const
+    {
+        T value;
+        std::memcpy(&value, &args_[i].bits, sizeof value);
+        return value;
+    }
+
+    // Buffer i, declared `length` elements of `elemSize`, covers the `span` bytes the call
+    // reaches; an absent buffer passes (the operation's rule decides about it).
+    bool holds(size_t i, uint64_t length, uint64_t elemSize, uint64_t span, bool /*optional*/) const
+    {
+        const ILMV_SIM_ARG& a = args_[i];
+        if (!a.data) return true;
+        return a.bytes >= span && length * elemSize >= span && elemSize <= 8;
+    }
+
+private:
+    std::vector<ILMV_SIM_ARG>& args_;
+};
+
+struct ILMV_SIM_OP {
+    const char* name;
+    int (*serve)(ILMV_SIM_CALL& call);
+};
+
+extern const ILMV_SIM_OP ilmvSimOps[];
+extern const size_t ilmvSimOpCount;
+
+#endif
