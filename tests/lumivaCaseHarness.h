@@ -211,6 +211,7 @@ struct ilmvOpCase {
     void (*run)(ilmvCase&);       // the reference form against the SIMD form
     uint32_t minWidth;
     void (*runEntry)(ilmvCase&);  // the public entry against the SIMD form; null without one
+    void (*runRemote)(ilmvCase&); // the reference form against the default domain's remote form; null without one
 };
 
 inline void PrintTo(const ilmvOpCase& op, std::ostream* os)

@@ -420,10 +420,11 @@ def case_for(o, first="C"):
             lines.append(f"    auto {p.name} = c.result<{p.ctype}>();\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
-    for f, form in ((0, "" if first == "entry" else "C"), (1, "V")):
+    second = "X" if first == "remote" else "V"
+    for f, form in ((0, "C" if first in ("C", "remote") else ""), (1, second)):
         call = f"{o.name}{form}({', '.join(call_args[f])})"
         lines.append(f"    c.record({f}, {call});\n" if o.ret != VOID else f"    {call};\n")
-    name = o.name if first == "C" else f"{o.name}_entry"
+    name = o.name if first == "C" else f"{o.name}_{first}"
     return fill("case.in", name=name, body="".join(lines))
 
 
@@ -435,9 +436,11 @@ def has_own_entry(o):
 def gen_cases(ops):
     paired = [o for o in ops if o.has_form("C") and o.has_form("V") and o.cases]
     entry_of = {o.name: f"case_{o.name}_entry" if has_own_entry(o) else "nullptr" for o in paired}
+    remote_of = {o.name: f"case_{o.name}_remote" if o.has_form("X") else "nullptr" for o in paired}
     table = "\n".join(f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}, {o.case_min_width}, "
-                      f"{entry_of[o.name]}}}," for o in paired)
-    cases = "".join(case_for(o) + (case_for(o, "entry") if has_own_entry(o) else "") for o in paired)
+                      f"{entry_of[o.name]}, {remote_of[o.name]}}}," for o in paired)
+    cases = "".join(case_for(o) + (case_for(o, "entry") if has_own_entry(o) else "") +
+                    (case_for(o, "remote") if o.has_form("X") else "") for o in paired)
     return fill("cases.inc.in", banner=banner(ops), cases=cases, table=table)
 
 

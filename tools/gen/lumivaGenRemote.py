@@ -61,7 +61,9 @@ def span_expr(p, names):
     """Bytes the kernel reaches through the pointer, in 64 bits, given the other arguments:
     (rows - 1) strides and one row for an image, the count times the element for an array."""
     if isinstance(p, Image):
-        stride = f"({p.stride} ? (uint64_t){p.stride} : (uint64_t)({u64(p.zero_stride(), names)}))"
+        # Typed rows are stepped in whole elements: a stride is read rounded down to one.
+        step = p.stride if p.elem.size == 1 else f"{p.stride} / {p.elem.size} * {p.elem.size}"
+        stride = f"({p.stride} ? (uint64_t)({step}) : (uint64_t)({u64(p.zero_stride(), names)}))"
         return (f"ilmvRpcSpan({u64(image_rows(p), names)}, {stride}, "
                 f"{u64(p.row_bytes(), names)})")
     return f"({u64(p.elements(), names)}) * sizeof({p.ctype})"

@@ -113,9 +113,13 @@ int openDspSession(int component, const char* version)
     return lmvX5Initialize(component, text);
 }
 
+// Closes on the domain the session was opened on, even when defaultDSP has moved since.
 void closeDspSession()
 {
+    const int current = defaultDSP;
+    if (gDspDomain >= 0) defaultDSP = gDspDomain;
     VSKAX5_deinit();
+    defaultDSP = current;
     gDspComponent = gDspDomain = -1;
 }
 
