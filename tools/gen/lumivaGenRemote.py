@@ -184,7 +184,8 @@ def remote_forms(o, slot):
 
 def gen_remote_forms(ops, banner, enum_name):
     remoted = [o for o in ops if is_remoted(o)]
-    pointers = "".join(f"{stub_name(o)}_fn ilmvStub_{o.name};\n" for o in remoted)
+    pointers = "".join(f"{stub_name(o)}_fn{' ' if len(stub_name(o)) * 2 < 100 else chr(10) + '    '}ilmvStub_{o.name};\n"
+                       for o in remoted)
     table = "".join(f"    {{\"{stub_name(o)}\", reinterpret_cast<void**>(&ilmvStub_{o.name})}},\n" for o in remoted)
     forms = "".join(remote_forms(o, enum_name(o.slot, o.name)) for o in remoted)
     return (f"{banner(remoted)}\n#include \"lumivaKernels.h\"\n#include \"lumivadsp/lumivadspOps.h\"\n"
@@ -270,7 +271,7 @@ def gen_sim_ops(ops, banner):
             index += 1
         aliases, rule = sim_rule(o)
         call = f"{o.name}C({public_args(o)})"
-        run = f"    {call};\n" if o.ret == VOID else f"    *result = {call};\n"
+        run = f"    {call};\n" if o.ret == VOID else f"    result[0] = {call};\n"
         check = " &&\n        ".join(checks) or "true"
         out.append(f"int ilmvServe_{o.name}(ILMV_SIM_CALL& c)\n{{\n"
                    f"    if (!c.shaped(\"{wire_kinds(o)}\"))\n        return ILMV_SIM_MALFORMED;\n"

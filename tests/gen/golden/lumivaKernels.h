@@ -24,6 +24,16 @@ LMV_EXPORT void lmvImageDiffs16C(const int16_t* src1, const int16_t* src2, uint3
         uint32_t srcStride, int16_t* dst, uint32_t dstStride);
 LMV_EXPORT void lmvImageDiffs16V(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
         uint32_t srcStride, int16_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvImageDiffs16X(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, int16_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvImageDiffs16Xa(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, int16_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvImageDiffs16Xc(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, int16_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvImageDiffs16Xm(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, int16_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvImageDiffs16X_abstractionLayer(uint64_t handle, const int16_t* src1, const int16_t* src2,
+        uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride, int16_t* dst, uint32_t dstStride);
 
 typedef uint32_t (*lmvColorRGB888ToYCbCr420PseudoPlanaru8_fn)(const uint8_t* src, uint32_t srcWidth,
         uint32_t srcHeight, uint32_t srcStride, uint8_t* dstY, uint8_t* dstC, uint32_t dstYStride, uint32_t dstCStride);
@@ -38,6 +48,16 @@ LMV_EXPORT void lmvColorRGB888toYCrCbu8C(const uint8_t* src, uint32_t srcWidth, 
         uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 LMV_EXPORT void lmvColorRGB888toYCrCbu8V(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
         uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvColorRGB888toYCrCbu8X(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvColorRGB888toYCrCbu8Xa(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvColorRGB888toYCrCbu8Xc(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvColorRGB888toYCrCbu8Xm(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+        uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT void lmvColorRGB888toYCrCbu8X_abstractionLayer(uint64_t handle, const uint8_t* src, uint32_t srcWidth,
+        uint32_t srcHeight, uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 
 typedef int32_t (*lmvScaleDownBy2u8_fn)(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
         uint8_t* dst, uint32_t dstStride);
@@ -45,6 +65,16 @@ LMV_EXPORT int32_t lmvScaleDownBy2u8C(const uint8_t* src, uint32_t width, uint32
         uint8_t* dst, uint32_t dstStride);
 LMV_EXPORT int32_t lmvScaleDownBy2u8V(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
         uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int32_t lmvScaleDownBy2u8X(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+        uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int32_t lmvScaleDownBy2u8Xa(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+        uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int32_t lmvScaleDownBy2u8Xc(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+        uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int32_t lmvScaleDownBy2u8Xm(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+        uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int32_t lmvScaleDownBy2u8X_abstractionLayer(uint64_t handle, const uint8_t* src, uint32_t width,
+        uint32_t height, uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 
 
 #ifdef __cplusplus

@@ -11,11 +11,13 @@ const ILMV_IMPL_ROW ilmvApiForms[] = {
     {LMV_API_lmvColorRGB888ToYCbCr420PseudoPlanaru8, {LMV_FORM(lmvColorRGB888ToYCbCr420PseudoPlanaru8C),
             LMV_FORM(lmvColorRGB888ToYCbCr420PseudoPlanaru8V), nullptr, nullptr, nullptr, nullptr, nullptr}},
     {LMV_API_lmvColorRGB888toYCrCbu8, {LMV_FORM(lmvColorRGB888toYCrCbu8C), LMV_FORM(lmvColorRGB888toYCrCbu8V),
-            nullptr, nullptr, nullptr, nullptr, nullptr}},
-    {LMV_API_lmvImageDiffs16, {LMV_FORM(lmvImageDiffs16C), LMV_FORM(lmvImageDiffs16V), nullptr, nullptr, nullptr,
-            nullptr, nullptr}},
-    {LMV_API_lmvScaleDownBy2u8, {LMV_FORM(lmvScaleDownBy2u8C), LMV_FORM(lmvScaleDownBy2u8V), nullptr, nullptr,
-            nullptr, nullptr, nullptr}},
+            LMV_FORM(lmvColorRGB888toYCrCbu8X), nullptr, LMV_FORM(lmvColorRGB888toYCrCbu8Xa),
+            LMV_FORM(lmvColorRGB888toYCrCbu8Xc), LMV_FORM(lmvColorRGB888toYCrCbu8Xm)}},
+    {LMV_API_lmvImageDiffs16, {LMV_FORM(lmvImageDiffs16C), LMV_FORM(lmvImageDiffs16V), LMV_FORM(lmvImageDiffs16X),
+            nullptr, LMV_FORM(lmvImageDiffs16Xa), LMV_FORM(lmvImageDiffs16Xc), LMV_FORM(lmvImageDiffs16Xm)}},
+    {LMV_API_lmvScaleDownBy2u8, {LMV_FORM(lmvScaleDownBy2u8C), LMV_FORM(lmvScaleDownBy2u8V),
+            LMV_FORM(lmvScaleDownBy2u8X), nullptr, LMV_FORM(lmvScaleDownBy2u8Xa), LMV_FORM(lmvScaleDownBy2u8Xc),
+            LMV_FORM(lmvScaleDownBy2u8Xm)}},
     {LMV_API_lmvAddu8, {LMV_FORM(lmvAddu8C), LMV_FORM(lmvAddu8V), nullptr, nullptr, nullptr, nullptr, nullptr}},
 };
 const size_t ilmvApiFormCount = sizeof(ilmvApiForms) / sizeof(ilmvApiForms[0]);
