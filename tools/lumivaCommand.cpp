@@ -21,10 +21,12 @@ const char kUsage[] =
     "3 unreadable or unsupported input, 4 output could not be written.\n";
 
 const char kDemoUsage[] =
-    "usage: lumiva demo [--input A.png [--input B.png]] [--output DIR] [--quiet]\n"
+    "usage: lumiva demo [--input A.png [--input B.png]] [--output DIR] [--mode NAME] [--quiet]\n"
     "  --input FILE   a PNG or JPEG frame; the second one is the frame tracked into (default:\n"
     "                 the built-in scene with a known camera shift and a moving object)\n"
     "  --output DIR   where corners.png, flow.png and foreground.png go (default out/demo)\n"
+    "  --mode NAME    cpu-performance (default), low-power, performance, cpu-offload, or dsp: every\n"
+    "                 step with a remote form on the DSP (on a host, the project's DSP simulator)\n"
     "  --quiet        prints nothing but errors\n";
 
 const char kInfoUsage[] =
@@ -67,10 +69,13 @@ int demoCommand(int argc, char** argv)
             continue;
         }
         const bool input = !std::strcmp(arg, "--input"), output = !std::strcmp(arg, "--output");
-        if (!input && !output) return usageError(kDemoUsage, "unknown demo argument", arg);
+        const bool mode = !std::strcmp(arg, "--mode");
+        if (!input && !output && !mode) return usageError(kDemoUsage, "unknown demo argument", arg);
         const char* value = valueOf(argc, argv, i);
         if (!value) return usageError(kDemoUsage, "missing value after", arg);
-        if (output) options.output = value;
+        if (mode && !modeByName(value, options.mode)) return usageError(kDemoUsage, "not a mode:", value);
+        if (mode) options.modeName = value;
+        else if (output) options.output = value;
         else if (options.inputs.size() == 2) return usageError(kDemoUsage, "at most two --input files, not", value);
         else options.inputs.push_back(value);
     }

@@ -3,6 +3,7 @@
 // scene with a known camera shift and a moving object, or on the user's images.
 #include "lumiva/lumiva.h"
 #include "lumivaTool.h"
+#include "platform/lumivaHardware.h"
 #include "platform/host/lumivaHostHooks.h"
 
 #include <chrono>
@@ -72,6 +73,29 @@ ToolImage render(bool withObject, double camX, double camY, double objX, double 
         }
     return img;
 }
+
+}  // namespace
+
+bool modeByName(const std::string& name, int32_t& mode)
+{
+    static const std::pair<const char*, int32_t> kModes[] = {
+        {"low-power", LUMIVA_OP_LOW_POWER},           {"performance", LUMIVA_OP_PERFORMANCE},
+        {"cpu-offload", LUMIVA_OP_CPU_OFFLOAD},       {"cpu-performance", LUMIVA_OP_CPU_PERFORMANCE},
+        {"dsp", LUMIVA_OP_EXT_ALL_DSP}};
+    for (const auto& [text, value] : kModes)
+        if (name == text) return mode = value, true;
+    return false;
+}
+
+void useHostDspPlatform()
+{
+#ifndef __ANDROID__
+    ilmvSetPlatformPrefixes("lmvsim");
+    ilmvHostSetProperty("ro.board.platform", "lmvsim");
+#endif
+}
+
+namespace {
 
 // The implementation the runtime log named last.
 std::string gRan;
@@ -194,7 +218,9 @@ DemoResult runDemo(const DemoOptions& options)
     ilmvHostSetProperty("vendor.runtime.lumiva.log", "1");
     void* previousContext = nullptr;
     ILMV_LOG_SINK previous = ilmvHostSetLogSink(captureRuntime, nullptr, &previousContext);
-    lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);
+    useHostDspPlatform();
+    lmvSetOperationMode(options.mode);
+    const bool dspUp = VSKAX5_is_ready() != 0;
     lmvMemInit();
 
     std::vector<Step> steps;
@@ -251,6 +277,7 @@ DemoResult runDemo(const DemoOptions& options)
     lmvMemDeInit();
     ilmvHostSetLogSink(previous, previousContext, nullptr);
     ilmvHostSetProperty("vendor.runtime.lumiva.log", nullptr);
+    lmvCleanUp();
 
     // Tracking error against the known motion, over corners whose window lies wholly on the
     // background or wholly on the object.
@@ -292,6 +319,7 @@ DemoResult runDemo(const DemoOptions& options)
     }
     if (options.quiet) return result;
     std::printf("%s, %ux%u, %d pyramid levels\n", builtIn ? "built-in scene" : options.inputs[0].c_str(), w, h, levels);
+    std::printf("mode %s; DSP session %s\n", options.modeName.c_str(), dspUp ? "up" : "not open (steps stay on the CPU)");
     std::printf("  %-26s %-10s %10s\n", "step", "ran on", "time");
     for (const Step& s : steps) std::printf("  %-26s %-10s %7.3f ms\n", s.name.c_str(), s.ran.c_str(), s.ms);
     std::printf("%zu corners, %zu tracked, %zu foreground pixels\n", result.corners, result.tracked, result.foreground);

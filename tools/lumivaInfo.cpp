@@ -29,10 +29,36 @@ std::string formsPresent(uint32_t present)
     return forms;
 }
 
+// The domains whose session opens, tried one by one before the mode is applied.
+std::string dspDomainsFound()
+{
+    static const char* const kNames[] = {"ADSP", "CDSP", "MDSP"};
+    const int saved = defaultDSP;
+    std::string found;
+    for (int domain = 0; domain < 3; ++domain) {
+        char version[] = "1.7.1";
+        setDefaultDSPValue(domain);
+        if (lmvX5Initialize(0, version) == 0) found += (found.empty() ? "" : " ") + std::string(kNames[domain]);
+        VSKAX5_deinit();
+    }
+    setDefaultDSPValue(saved);
+    return found.empty() ? "none" : found;
+}
+
+// The remote form a slot runs when it goes to the DSP in this mode: the default domain's.
+const char* remoteChoice(uint32_t slot)
+{
+    if (defaultDSP < 0 || defaultDSP > 2) return "-";
+    const uint32_t column = LMV_IMPL_XA + static_cast<uint32_t>(defaultDSP);
+    return lmvFuncTable[slot * LMV_IMPL_COUNT + column] ? lmvImplChar[column] : "-";
+}
+
 }  // namespace
 
 int runInfo(int32_t mode)
 {
+    useHostDspPlatform();
+    const std::string domains = dspDomainsFound();
     if (lmvSetOperationMode(mode) != 0) {
         std::fprintf(stderr, "lumiva info: unknown operation mode %d\n", mode);
         return kExitUsage;
@@ -44,12 +70,15 @@ int runInfo(int32_t mode)
     std::printf("processors      %d\n", lmvAvailableProcessors());
     std::printf("hardware mask   0x%x (%s)\n", hardware, hardwareNames(hardware).c_str());
     std::printf("operation mode  %d (0x%x)\n", mode, uint32_t(mode));
+    std::printf("DSP domains     %s (default %d; session %s)\n", domains.c_str(), defaultDSP,
+                VSKAX5_is_ready() ? "up" : "not open");
     std::printf("units           CPU reference, ORTAL SIMD, GPU, XDSP default DSP, ADSP/CDSP/MDSP a named DSP\n\n");
-    std::printf("%-5s %-44s %-8s %s\n", "slot", "operation", "chosen", "forms present");
+    std::printf("%-5s %-44s %-8s %-7s %s\n", "slot", "operation", "chosen", "remote", "forms present");
     for (uint32_t slot = 0; slot < LMV_API_COUNT; ++slot) {
         if (!ilmvApiNames[slot]) continue;  // reserved slot
-        std::printf("%-5u %-44s %-8s %s\n", slot, ilmvApiNames[slot], lmvImplChar[lmvImplTable[slot]],
-                    formsPresent(lmvIsPresentImpl[slot]).c_str());
+        std::printf("%-5u %-44s %-8s %-7s %s\n", slot, ilmvApiNames[slot], lmvImplChar[lmvImplTable[slot]],
+                    remoteChoice(slot), formsPresent(lmvIsPresentImpl[slot]).c_str());
     }
+    lmvCleanUp();
     return kExitOk;
 }

@@ -23,7 +23,17 @@ struct DemoOptions {
     std::vector<std::string> inputs;
     std::string output = "out/demo";
     bool quiet = false;
+    int32_t mode = 3;            // the operation mode the pipeline runs in
+    std::string modeName = "cpu-performance";
 };
+
+// The operation mode a name stands for: low-power, performance, cpu-offload,
+// cpu-performance or dsp (every capable operation on the default DSP domain).
+bool modeByName(const std::string& name, int32_t& mode);
+
+// On a host, declares the simulated platform, so that the modes reach the DSP simulator
+// through the project's host stub (a device is a supported platform by itself).
+void useHostDspPlatform();
 
 struct DemoResult {
     int exitCode = kExitOk;
