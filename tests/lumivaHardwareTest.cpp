@@ -1,6 +1,7 @@
 // The processor probe on saved cpuinfo files, the hardware mask on this host, the mode
 // calls that depend on them, and the small lifecycle calls.
 #include "lumivaTestSupport.h"
+#include "xdsp_rpc/multi_domains/lumivaX5.h"
 #include "platform/lumivaHardware.h"
 
 #include <cstdlib>
@@ -83,6 +84,7 @@ protected:
 
 TEST_F(HardwareTest, HostWithoutUnitsHasNoDspOrGpuBits)
 {
+    ilmvX5SetLibraries("liblumivadsp_missing.so", nullptr);  // no stub: no DSP
     for (int32_t mode : {0, 1, 2, 3, static_cast<int32_t>(0x80000400u)}) {
         uint32_t mask = lmvAvailableHardware(mode);
         EXPECT_TRUE(mask & LUMIVA_HW_PROBED);
@@ -91,6 +93,8 @@ TEST_F(HardwareTest, HostWithoutUnitsHasNoDspOrGpuBits)
     EXPECT_EQ(0u, lmvAvailableHWComponent(1));
     EXPECT_EQ(0, XDSP_initflag);
     EXPECT_EQ(0, GPU_initflag);
+    lmvCleanUp();
+    ilmvX5SetLibraries("liblumivadsp_stub.so", nullptr);
 }
 
 TEST_F(HardwareTest, ProcessorBitsFollowTheRecord)
@@ -167,6 +171,7 @@ TEST(Lifecycle, VersionAndTime)
 
 TEST(Lifecycle, DspAndPlatformLibraryAbsentOnThisHost)
 {
+    ilmvX5SetLibraries("liblumivadsp_missing.so", nullptr);
     LogCapture log;
     EXPECT_NE(1, lmvSelectXDSP5Mode(1));
     EXPECT_EQ(0, XDSP_initflag);
@@ -178,6 +183,7 @@ TEST(Lifecycle, DspAndPlatformLibraryAbsentOnThisHost)
         failedOpen |= l.tag == "lumiva_PLATFORM" && l.text.find("dlopen for /data/local/liblmvopt.so failed!") == 0;
     EXPECT_TRUE(failedOpen);
     lmvCleanUp();
+    ilmvX5SetLibraries("liblumivadsp_stub.so", nullptr);
     EXPECT_EQ(0, GPU_initflag);
 }
 

@@ -15,13 +15,15 @@ LMV_FUNC_PTR formOf(uint32_t slot, uint32_t column)
     return lmvFuncTable[slot * LMV_IMPL_COUNT + column];
 }
 
-TEST_F(TablesFilled, ColumnsOneToThreeHoldSimdColumnsFourToSixStayEmpty)
+TEST_F(TablesFilled, ColumnsOneToThreeHoldSimdAndOnlyTheDefaultDomainsRemoteColumnIsFilled)
 {
     EXPECT_EQ(reinterpret_cast<LMV_FUNC_PTR>(&lmvAbsDiffu8C), formOf(LMV_API_lmvAbsDiffu8, 0));
     for (uint32_t column : {1u, 2u, 3u})
         EXPECT_EQ(reinterpret_cast<LMV_FUNC_PTR>(&lmvAbsDiffu8V), formOf(LMV_API_lmvAbsDiffu8, column));
-    for (uint32_t column : {4u, 5u, 6u}) EXPECT_EQ(nullptr, formOf(LMV_API_lmvAbsDiffu8, column));
-    EXPECT_EQ(LMV_PRESENT_C | LMV_PRESENT_V, lmvIsPresentImpl[LMV_API_lmvAbsDiffu8]);
+    EXPECT_EQ(nullptr, formOf(LMV_API_lmvAbsDiffu8, LMV_IMPL_XA));
+    EXPECT_EQ(reinterpret_cast<LMV_FUNC_PTR>(&lmvAbsDiffu8Xc), formOf(LMV_API_lmvAbsDiffu8, LMV_IMPL_XC));
+    EXPECT_EQ(nullptr, formOf(LMV_API_lmvAbsDiffu8, LMV_IMPL_XM));
+    EXPECT_EQ(LMV_PRESENT_C | LMV_PRESENT_V | LMV_PRESENT_DSP, lmvIsPresentImpl[LMV_API_lmvAbsDiffu8]);
     EXPECT_EQ(LMV_PRESENT_C, lmvIsPresentImpl[LMV_API_lmvFilterMedian3x3u8]);
     EXPECT_EQ(nullptr, formOf(LMV_API_RESERVED_362, 0));
 }
@@ -48,7 +50,7 @@ TEST_F(TablesFilled, ModeCallsKeepTheReservedSlotsAndBufferRegistration)
 struct ModeRow {
     uint32_t mode;
     int result;
-    uint32_t absDiffIndex;  // what slot 5 ends on
+    uint32_t absDiffIndex;  // what slot 5 ends on (the all-DSP modes: the default domain, CDSP)
     uint32_t medianIndex;   // a GPU slot without forms here
 };
 
@@ -57,8 +59,8 @@ TEST_F(TablesFilled, EachModeChoosesAsItsRowSays)
     const ModeRow rows[] = {
         {0, 0, 1, 0},           {1, 0, 1, 0},           {2, 0, 1, 3},           {3, 0, 1, 0},
         {4, 0, 0, 0},           {7, 0, 0, 0},           {0x80000001u, 0, 1, 0}, {0x80000004u, 0, 1, 0},
-        {0x80000002u, 0, 0, 0}, {0x80000003u, -1, 1, 0}, {0x80000020u, 0, 1, 3}, {0x80000400u, 0, 1, 0},
-        {0x80000008u, 0, 1, 0},
+        {0x80000002u, 0, 0, 0}, {0x80000003u, -1, 1, 0}, {0x80000020u, 0, 1, 3}, {0x80000400u, 0, 5, 0},
+        {0x80000008u, 0, 5, 0},
     };
     for (const ModeRow& row : rows) {
         EXPECT_EQ(row.result, lmvSetOperationMode(static_cast<int32_t>(row.mode))) << std::hex << row.mode;
@@ -115,7 +117,8 @@ TEST_F(TablesFilled, OverrideCallsLogAndRefuseMissingForms)
     EXPECT_TRUE(log.contains("lumiva_lib_log", "implementation does not exist\n\n"));
     EXPECT_EQ(LUMIVA_LOG_DEBUG, log.lines()[0].priority);
     EXPECT_EQ(1, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_V));
-    EXPECT_EQ(0, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_X));
+    EXPECT_EQ(1, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_X));
+    EXPECT_EQ(0, GetApiToCore(LMV_API_lmvFilterMedian3x3u8, LMV_IMPL_EXT_X));
     EXPECT_EQ(0, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_G));
 
     log.clear();

@@ -153,6 +153,8 @@ int connectTo(const std::string& path)
     return fd;
 }
 
+bool answers(int fd);
+
 // A connection to the domain's simulator, started when none answers; -1 after ten seconds.
 int connectDomain(const std::string& domain)
 {
@@ -161,7 +163,10 @@ int connectDomain(const std::string& domain)
     const std::string path = dir + "/" + domain + ".sock";
     for (int attempt = 0; attempt < 1000; ++attempt) {
         int fd = connectTo(path);
-        if (fd >= 0) return fd;
+        // A simulator on its way out can still take a connection into its backlog: only
+        // one that answers counts.
+        if (fd >= 0 && answers(fd)) return fd;
+        if (fd >= 0) close(fd);
         if (attempt % 50 == 0) spawnSimulator(domain, path);  // again now and then: one may have been leaving
         pauseMs(10);
     }
@@ -236,6 +241,13 @@ bool simpleRequest(int fd, uint32_t kind, const char* name, std::vector<WireArg>
     if (!exchange(fd, kind, name, args, {}, {}, passFd, &reply, &payload)) return false;
     *status = reply.status;
     return true;
+}
+
+bool answers(int fd)
+{
+    WireReply reply;
+    std::vector<uint8_t> payload;
+    return exchange(fd, kWireControl, "ping", {}, {}, {}, -1, &reply, &payload) && reply.status == 0;
 }
 
 WireArg scalarArg(uint64_t value)

@@ -13,7 +13,7 @@
 //   garbage N     the next N calls answer with a malformed reply
 //   die           the next call ends the process before answering
 //   version V     the remote library reports version V
-//   stats         answers "calls=.. copied=.. shared=.. maps=.. refused=.."
+//   stats, ping   answer "calls=.. copied=.. shared=.. maps=.. refused=.."
 #include "lumivaDspSim.h"
 
 #include <errno.h>
@@ -134,7 +134,7 @@ std::string applyControl(const std::string& command)
     else if (w == "die") f.die = true;
     else if (w == "version" && command.size() > 8) gState.version = command.substr(8, 9);
     else if (w == "clear") f = Faults();
-    else if (w != "stats") return "unknown command";
+    else if (w != "stats" && w != "ping") return "unknown command";
     char text[160];
     std::snprintf(text, sizeof text, "calls=%llu copied=%llu shared=%llu maps=%llu refused=%llu",
                   static_cast<unsigned long long>(gState.calls), static_cast<unsigned long long>(gState.copied),
