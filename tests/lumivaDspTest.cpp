@@ -176,6 +176,50 @@ TEST_F(Dsp, RegisteredBlocksTravelWithoutACopy)
         EXPECT_EQ(0, lmvSharedMemFreeX(p));
 }
 
+TEST_F(Dsp, PyramidsComeBackLevelByLevelCopiedOrShared)
+{
+    ASSERT_EQ(0, openSession(LUMIVA_DSP_CDSP));
+    const uint32_t w = 160, h = 120, levels = 4;
+    std::vector<float32_t> baseF(w * h);
+    std::vector<uint8_t> baseU(w * h);
+    std::mt19937 rng(5);
+    for (size_t i = 0; i < baseF.size(); ++i) baseF[i] = float32_t(rng() % 1000) / 8, baseU[i] = uint8_t(rng());
+    for (bool shared : {false, true}) {
+        lmvPyramidLevel expected[levels], remote[levels];
+        lmvPyramidAllocate(expected, w, h, 4, levels, 0);
+        lmvPyramidAllocate(remote, w, h, 4, levels, 0);
+        if (shared)
+            for (uint32_t i = 1; i < levels; ++i) {
+                lmvMemFree(remote[i].ptr);
+                remote[i].ptr = lmvSharedMemAllocX(remote[i].width * remote[i].height * 4, 16);
+            }
+        const Stats before = stats();
+        ASSERT_EQ(0, lmvPyramidCreatef32C(baseF.data(), w, h, levels, expected));
+        ASSERT_EQ(0, lmvPyramidCreatef32Xc(baseF.data(), w, h, levels, remote));
+        EXPECT_EQ(1u, stats().calls - before.calls);
+        for (uint32_t i = 0; i < levels; ++i) {
+            ASSERT_EQ(expected[i].width, remote[i].width);
+            ASSERT_EQ(expected[i].height, remote[i].height);
+            EXPECT_EQ(0, std::memcmp(expected[i].ptr, remote[i].ptr, expected[i].width * expected[i].height * 4))
+                << "level " << i << (shared ? " shared" : " copied");
+        }
+        ASSERT_EQ(0, lmvPyramidCreateu8C(baseU.data(), w, h, levels, expected));
+        ASSERT_EQ(0, lmvPyramidCreateu8Xc(baseU.data(), w, h, levels, remote));
+        for (uint32_t i = 1; i < levels; ++i)
+            EXPECT_EQ(0, std::memcmp(expected[i].ptr, remote[i].ptr, expected[i].width * expected[i].height));
+        for (uint32_t i = 1; i < levels; ++i) {
+            if (shared) EXPECT_EQ(0, lmvSharedMemFreeX(remote[i].ptr));
+            else lmvMemFree(remote[i].ptr);
+            remote[i].ptr = nullptr;
+        }
+        lmvPyramidDelete(expected, levels, 1);
+    }
+    lmvPyramidLevel one[1] = {{nullptr, 0, 0}};
+    EXPECT_EQ(0, lmvPyramidCreatef32Xc(baseF.data(), w, h, 1, one)) << "one level: no records, level 0 written back";
+    EXPECT_EQ(baseF.data(), one[0].ptr);
+    EXPECT_EQ(w, one[0].width);
+}
+
 // ---- Failures, restarts, crashes ----------------------------------------------------------
 
 struct Frame {

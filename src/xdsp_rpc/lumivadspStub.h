@@ -20,6 +20,25 @@ struct lmvX5AttributeWire {
     int32_t value;
 };
 
+/* One pyramid level as the remote pyramid calls receive it: the level's buffer, its bytes,
+ * its size, and a spare word. The remote side writes the buffer and the size. */
+typedef struct {
+    void* data;
+    uint32_t byteLength;
+    uint32_t width;
+    uint32_t height;
+    uint32_t spare;
+} lmvX5LevelRecord;
+
+/* The pyramid calls: the base (baseLength elements), its size, the number of levels with the
+ * base, the records of levels 1 and up, and the result. */
+LUMIVADSP_EXPORT int lumivadsp_lmvPyramidCreatef32X(uint64_t handle, const float* base, uint32_t baseLength,
+                                                    uint32_t width, uint32_t height, uint32_t numLevels,
+                                                    lmvX5LevelRecord* records, uint32_t recordCount, int32_t* result);
+LUMIVADSP_EXPORT int lumivadsp_lmvPyramidCreateu8X(uint64_t handle, const uint8_t* base, uint32_t baseLength,
+                                                   uint32_t width, uint32_t height, uint32_t numLevels,
+                                                   lmvX5LevelRecord* records, uint32_t recordCount, int32_t* result);
+
 LUMIVADSP_EXPORT int lumivadsp_open(const char* uri, uint64_t* handle);
 LUMIVADSP_EXPORT int lumivadsp_close(uint64_t handle);
 LUMIVADSP_EXPORT int lumivadsp_initX5_with_attributes(uint64_t handle, const struct lmvX5AttributeWire* attributes,

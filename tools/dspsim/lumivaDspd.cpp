@@ -15,6 +15,8 @@
 //   version V     the remote library reports version V
 //   stats, ping   answer "calls=.. copied=.. shared=.. maps=.. refused=.."
 #include "lumivaDspSim.h"
+#include "lumivaKernels.h"
+#include "xdsp_rpc/lumivadspStub.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -173,6 +175,43 @@ bool injectFault(int fd, bool* keepClient)
     return false;
 }
 
+// ---- Pyramids -------------------------------------------------------------------------------
+
+// A pyramid call: base, its length, width, height, levels, records, their count, result, then
+// one buffer per record. Each level must hold the halved size the kernel writes, and the
+// sizes must halve evenly (what the kernel would otherwise stop the process for).
+template <class T>
+int servePyramid(ILMV_SIM_CALL& c, std::vector<ILMV_SIM_ARG>& args,
+                 int32_t (*kernel)(const T*, uint32_t, uint32_t, uint32_t, lmvPyramidLevel*))
+{
+    if (args.size() < 8) return ILMV_SIM_MALFORMED;
+    const uint32_t count = c.scalar<uint32_t>(6);
+    const std::string kinds = "bssssbsb" + std::string(count, 'b');
+    if (count > kWireMaxArgs - 8 || !c.shaped(kinds.c_str())) return ILMV_SIM_MALFORMED;
+    const uint32_t w = c.scalar<uint32_t>(2), h = c.scalar<uint32_t>(3), levels = c.scalar<uint32_t>(4);
+    auto* records = c.buffer<lmvX5LevelRecord>(5);
+    int32_t* result = c.buffer<int32_t>(7);
+    if (levels != count + 1 || levels > 31 || !w || !h || !result || !c.holds(7, 1, 4, 4, false) ||
+        (count && (!records || args[5].bytes != uint64_t(count) * sizeof *records)))
+        return ILMV_SIM_MALFORMED;
+    const uint32_t mask = (1u << (levels - 1)) - 1;
+    if (!args[0].data || !c.holds(0, c.scalar<uint32_t>(1), sizeof(T), uint64_t(w) * h * sizeof(T), false) ||
+        (w & mask) || (h & mask))
+        return ILMV_SIM_BAD_ARGUMENTS;
+    std::vector<lmvPyramidLevel> pyramid(levels);
+    for (uint32_t i = 1; i < levels; ++i) {
+        const uint64_t need = uint64_t(w >> i) * (h >> i) * sizeof(T);
+        if (!c.holds(7 + i, need / sizeof(T), sizeof(T), need, false) || !args[7 + i].data) return ILMV_SIM_BAD_LENGTH;
+        pyramid[i] = {args[7 + i].data, records[i - 1].width, records[i - 1].height};
+    }
+    *result = kernel(c.buffer<const T>(0), w, h, levels, pyramid.data());
+    for (uint32_t i = 1; i < levels; ++i) {  // sizes back; the buffer words stay the caller's
+        records[i - 1].width = pyramid[i].width;
+        records[i - 1].height = pyramid[i].height;
+    }
+    return 0;
+}
+
 // ---- Session calls ----------------------------------------------------------------------
 
 bool isOurUri(const ILMV_SIM_ARG& a)
@@ -223,6 +262,11 @@ int serveSession(const std::string& name, std::vector<ILMV_SIM_ARG>& args)
         return 0;
     }
     if (name == "invalidate") return c.shaped("ss") ? 0 : ILMV_SIM_MALFORMED;
+    if (name == "lmvPyramidCreatef32X" || name == "lmvPyramidCreateu8X") {
+        ++gState.calls;
+        return name == "lmvPyramidCreatef32X" ? servePyramid<float32_t>(c, args, lmvPyramidCreatef32C)
+                                              : servePyramid<uint8_t>(c, args, lmvPyramidCreateu8C);
+    }
     return -1;
 }
 

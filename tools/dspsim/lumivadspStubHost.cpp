@@ -5,6 +5,7 @@
 #include "xdsp_rpc/lumivadspStub.h"
 
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -35,9 +36,41 @@ int invalidate(uint64_t handle, const char* name, void* b1, uint32_t l1)
     return call(handle, name, ilmvRpcScalar(reinterpret_cast<uintptr_t>(b1)), ilmvRpcScalar(l1));
 }
 
+// A pyramid call: the base, its sizes, the records (in and out), the result, and then every
+// level's buffer, which the remote side writes.
+template <class T>
+int pyramid(uint64_t handle, const char* name, const T* base, uint32_t baseLength, uint32_t width, uint32_t height,
+            uint32_t numLevels, lmvX5LevelRecord* records, uint32_t recordCount, int32_t* result)
+{
+    if (recordCount > kWireMaxArgs - 8 || (recordCount && !records)) return -1;
+    std::vector<ILMV_RPC_ARG> args = {
+        ilmvRpcBuffer(base, baseLength, sizeof(T), uint64_t(width) * height * sizeof(T), ILMV_RPC_IN),
+        ilmvRpcScalar(baseLength), ilmvRpcScalar(width), ilmvRpcScalar(height), ilmvRpcScalar(numLevels),
+        ilmvRpcBuffer(records, recordCount, sizeof *records, uint64_t(recordCount) * sizeof *records, ILMV_RPC_INOUT),
+        ilmvRpcScalar(recordCount), out(result, sizeof *result)};
+    for (uint32_t i = 0; i < recordCount; ++i) args.push_back(out(records[i].data, records[i].byteLength));
+    return ilmvRpcInvoke(handle, name, args.data(), args.size());
+}
+
 }  // namespace
 
 extern "C" {
+
+LUMIVADSP_EXPORT int lumivadsp_lmvPyramidCreatef32X(uint64_t handle, const float* base, uint32_t baseLength,
+                                                    uint32_t width, uint32_t height, uint32_t numLevels,
+                                                    lmvX5LevelRecord* records, uint32_t recordCount, int32_t* result)
+{
+    return pyramid(handle, "lmvPyramidCreatef32X", base, baseLength, width, height, numLevels, records, recordCount,
+                   result);
+}
+
+LUMIVADSP_EXPORT int lumivadsp_lmvPyramidCreateu8X(uint64_t handle, const uint8_t* base, uint32_t baseLength,
+                                                   uint32_t width, uint32_t height, uint32_t numLevels,
+                                                   lmvX5LevelRecord* records, uint32_t recordCount, int32_t* result)
+{
+    return pyramid(handle, "lmvPyramidCreateu8X", base, baseLength, width, height, numLevels, records, recordCount,
+                   result);
+}
 
 LUMIVADSP_EXPORT int lumivadsp_open(const char* uri, uint64_t* handle)
 {

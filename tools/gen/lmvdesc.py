@@ -237,6 +237,9 @@ class Op:
     # over the parameters (for a mean, the type of the total).
     walk: Optional[str] = None
     element: Optional[str] = None
+    # Remote forms whose marshalling is written by hand (a structure of pointers the flat
+    # pointer-and-length rule cannot describe): the generator declares and registers them.
+    remote_by_hand: bool = False
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

@@ -20,9 +20,9 @@ def is_remoted(o):
 
 
 def add_remote_forms(ops):
-    """Gives every remoted operation its four remote forms."""
+    """Gives every remoted operation its four remote forms (those marshalled by hand too)."""
     for o in ops:
-        if is_remoted(o) and not o.has_form("X"):
+        if (is_remoted(o) or o.remote_by_hand) and not o.has_form("X"):
             o.forms += "".join(REMOTE_FORMS)
 
 

@@ -71,9 +71,9 @@ CREATE_STOPS = [Stop("base && numLevels && baseHeight && baseWidth && pyramid",
                      "2^(numLevels - 1)) while the levels halve")]
 
 
-def pyramid(slot, name, params, frame, doc, rule="1", ret="int32_t", stops=()):
+def pyramid(slot, name, params, frame, doc, rule="1", ret="int32_t", stops=(), remote_by_hand=False):
     op(slot, name, params, ret=ret, rule=rule, cases=False, doc=doc, frame_header=SCALE_H, frame=frame,
-       stops=list(stops))
+       stops=list(stops), remote_by_hand=remote_by_hand)
 
 
 pyramid(325, "lmvPyramidAllocate",
@@ -94,7 +94,9 @@ for kind, elem in (("u8", "uint8_t"), ("f32", "float32_t")):
             f"return ilmvPyramidCreate(ilmvDecimateRows{{form}}(), ilmvElem{kind.upper()}, base, baseWidth, "
             f"baseHeight, 0, numLevels, pyr)",
             "Sets level 0 to the base and fills each later level's buffer with the Gaussian 5x5 decimation of the "
-            "level above. Returns 0, or -1 at a level without a buffer; broken preconditions stop the process.", stops=CREATE_STOPS)
+            "level above. Returns 0, or -1 at a level without a buffer; broken preconditions stop the process. "
+            "Remote forms: the level buffers must be visible to the DSP (lmvSharedMemAllocX) or they are copied.",
+            stops=CREATE_STOPS, remote_by_hand=True)
     pyramid(slot2, f"lmvPyramidCreate{kind}_v2",
             [Points("base", elem, "baseHeight", "in", "the base image, rows baseStride bytes apart",
                     length=f"baseStride / sizeof({elem}) * baseHeight"), *base_sizes,

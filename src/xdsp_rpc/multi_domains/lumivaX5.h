@@ -34,6 +34,9 @@ struct ILMV_X5_STUB_SYMBOL {
 };
 extern const ILMV_X5_STUB_SYMBOL ilmvX5StubOps[];
 extern const size_t ilmvX5StubOpCount;
+// The same for the operations marshalled by hand.
+extern const ILMV_X5_STUB_SYMBOL ilmvX5HandStubOps[];
+extern const size_t ilmvX5HandStubOpCount;
 
 // Opens the stub and the transport once they are needed; true when the stub is there
 // (its required session functions included). Every failure is logged once per attempt.
@@ -52,7 +55,8 @@ void ilmvX5SetLibraries(const char* stub, const char* transport);
 // The recovery's pause between reinitialisations and its attempt counts (defaults: one
 // second, 10 reloads, 15 reinitialisations).
 void ilmvX5SetRecoveryTiming(void (*pause)(unsigned seconds), int reloadAttempts, int reinitAttempts);
-// Replaces the transport's registration call (null goes back to the transport's own).
+// Replaces the transport's registration call by `registerBuf` (null: no transport) while
+// `present` is set; `present` false goes back to the transport's own.
 void ilmvX5SetRegisterBuf(ILMV_REGISTER_BUF registerBuf, bool present);
 
 #endif

@@ -64,6 +64,7 @@ void forgetLocked()
     gStubLibrary = nullptr;
     gStub = {};
     for (size_t i = 0; i < ilmvX5StubOpCount; ++i) *ilmvX5StubOps[i].slot = nullptr;
+    for (size_t i = 0; i < ilmvX5HandStubOpCount; ++i) *ilmvX5HandStubOps[i].slot = nullptr;
     gTransportTried = false;
     gRegisterBuf = nullptr;
 }
@@ -89,6 +90,8 @@ bool ilmvX5BindStub()
     }
     // An operation the stub lacks stays null: its remote forms fall back to SIMD.
     for (size_t i = 0; i < ilmvX5StubOpCount; ++i) *ilmvX5StubOps[i].slot = dlsym(lib, ilmvX5StubOps[i].name);
+    for (size_t i = 0; i < ilmvX5HandStubOpCount; ++i)
+        *ilmvX5HandStubOps[i].slot = dlsym(lib, ilmvX5HandStubOps[i].name);
     gStubLibrary = lib;
     return true;
 }
