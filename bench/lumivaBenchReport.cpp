@@ -33,13 +33,31 @@ std::string ratioTable(const Times& times, uint32_t width, uint32_t height, cons
     std::snprintf(head, sizeof head, "frame %ux%u, single thread, %s in ms\n%-28s %12s %12s %12s %12s %12s\n",
                   width, height, timing, "operation", "reference", "simd", "opencv", "ref/simd", "simd/opencv");
     std::string text = head;
+    std::string remote;
     for (const auto& [op, forms] : times) {
         const double ref = formMs(forms, "reference"), simd = formMs(forms, "simd"), cv = formMs(forms, "opencv");
+        const double shared = formMs(forms, "dsp-shared"), copied = formMs(forms, "dsp-copied");
+        if (shared > 0 || copied > 0) {
+            char line[160];
+            std::snprintf(line, sizeof line, "%-28s", op.c_str());
+            remote += line + cell(ref, 13, 3) + cell(shared, 13, 3) + cell(copied, 13, 3) +
+                      cell(ref > 0 && shared > 0 ? shared / ref : -1, 13, 2) +
+                      cell(ref > 0 && copied > 0 ? copied / ref : -1, 13, 2) +
+                      cell(shared > 0 ? 1000.0 / shared : -1, 13, 0) + "\n";
+            continue;
+        }
         char name[64];
         std::snprintf(name, sizeof name, "%-28s", op.c_str());
         text += name + cell(ref, 13, 3) + cell(simd, 13, 3) + cell(cv, 13, 3) +
                 cell(ref > 0 && simd > 0 ? ref / simd : -1, 13, 2) + cell(simd > 0 && cv > 0 ? simd / cv : -1, 13, 2) +
                 "\n";
+    }
+    if (!remote.empty()) {
+        std::snprintf(head, sizeof head,
+                      "\nremote calls through the DSP simulator (frame size in the name), in ms\n"
+                      "%-28s %12s %12s %12s %12s %12s %12s\n",
+                      "operation", "in-process", "shared", "copied", "shared/ref", "copied/ref", "calls/s");
+        text += head + remote;
     }
     return text;
 }

@@ -13,6 +13,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -174,34 +175,6 @@ int connectDomain(const std::string& domain)
     return -1;
 }
 
-bool sendAll(int fd, const void* data, size_t size, int passFd = -1)
-{
-    const char* p = static_cast<const char*>(data);
-    while (size) {
-        iovec io = {const_cast<char*>(p), size};
-        msghdr m = {};
-        m.msg_iov = &io;
-        m.msg_iovlen = 1;
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-        if (passFd >= 0) {
-            m.msg_control = control;
-            m.msg_controllen = sizeof control;
-            cmsghdr* c = CMSG_FIRSTHDR(&m);
-            c->cmsg_level = SOL_SOCKET;
-            c->cmsg_type = SCM_RIGHTS;
-            c->cmsg_len = CMSG_LEN(sizeof(int));
-            std::memcpy(CMSG_DATA(c), &passFd, sizeof passFd);
-        }
-        ssize_t n = sendmsg(fd, &m, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        passFd = -1;
-        p += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
 bool receiveAll(int fd, void* data, size_t size)
 {
     char* p = static_cast<char*>(data);
@@ -217,6 +190,54 @@ bool receiveAll(int fd, void* data, size_t size)
 
 // One request and its reply; the reply's payload goes to `payload`. False on any I/O
 // failure or a reply that is not one.
+// Sends the parts as one message where the socket takes it, so the simulator wakes once.
+bool sendParts(int fd, std::vector<iovec> parts, int passFd)
+{
+    size_t next = 0;
+    while (next < parts.size()) {
+        msghdr m = {};
+        m.msg_iov = &parts[next];
+        m.msg_iovlen = std::min<size_t>(parts.size() - next, 64);
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        if (passFd >= 0) {
+            m.msg_control = control;
+            m.msg_controllen = sizeof control;
+            cmsghdr* c = CMSG_FIRSTHDR(&m);
+            c->cmsg_level = SOL_SOCKET;
+            c->cmsg_type = SCM_RIGHTS;
+            c->cmsg_len = CMSG_LEN(sizeof(int));
+            std::memcpy(CMSG_DATA(c), &passFd, sizeof passFd);
+        }
+        ssize_t n = sendmsg(fd, &m, MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        passFd = -1;
+        for (size_t sent = static_cast<size_t>(n); sent && next < parts.size();) {
+            const size_t take = std::min(sent, parts[next].iov_len);
+            parts[next].iov_base = static_cast<char*>(parts[next].iov_base) + take;
+            parts[next].iov_len -= take;
+            sent -= take;
+            if (parts[next].iov_len == 0) ++next;
+        }
+        while (next < parts.size() && parts[next].iov_len == 0) ++next;
+    }
+    return true;
+}
+
+// Waits for the answer spinning for a moment first: a short call's answer comes back in
+// microseconds, sooner than a sleeping thread is woken.
+void awaitAnswer(int fd)
+{
+    timespec start, now;
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    for (;;) {
+        pollfd p = {fd, POLLIN, 0};
+        if (poll(&p, 1, 0) != 0) return;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        if ((now.tv_sec - start.tv_sec) * 1000000000L + (now.tv_nsec - start.tv_nsec) > 300000) return;
+    }
+}
+
 bool exchange(int fd, uint32_t kind, const char* name, const std::vector<WireArg>& args,
               const std::vector<const void*>& pieces, const std::vector<uint64_t>& sizes, int passFd,
               WireReply* reply, std::vector<uint8_t>* payload)
@@ -224,10 +245,12 @@ bool exchange(int fd, uint32_t kind, const char* name, const std::vector<WireArg
     WireRequest request = {kWireMagic, kind, static_cast<uint32_t>(args.size()), 0, 0, {}};
     for (uint64_t s : sizes) request.payloadBytes += s;
     std::snprintf(request.name, sizeof request.name, "%s", name);
-    if (!sendAll(fd, &request, sizeof request, passFd)) return false;
-    if (!args.empty() && !sendAll(fd, args.data(), args.size() * sizeof(WireArg))) return false;
+    std::vector<iovec> parts = {{&request, sizeof request}};
+    if (!args.empty()) parts.push_back({const_cast<WireArg*>(args.data()), args.size() * sizeof(WireArg)});
     for (size_t i = 0; i < pieces.size(); ++i)
-        if (sizes[i] && !sendAll(fd, pieces[i], sizes[i])) return false;
+        if (sizes[i]) parts.push_back({const_cast<void*>(pieces[i]), sizes[i]});
+    if (!sendParts(fd, parts, passFd)) return false;
+    awaitAnswer(fd);
     if (!receiveAll(fd, reply, sizeof *reply) || reply->magic != kWireMagic || reply->payloadBytes > kWireMaxPayload)
         return false;
     payload->resize(reply->payloadBytes);

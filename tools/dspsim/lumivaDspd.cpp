@@ -13,7 +13,7 @@
 //   garbage N     the next N calls answer with a malformed reply
 //   die           the next call ends the process before answering
 //   version V     the remote library reports version V
-//   stats, ping   answer "calls=.. copied=.. shared=.. maps=.. refused=.."
+//   stats, ping   answer "calls=.. copied=.. shared=.. maps=.. refused=.. kernel_us=.."
 #include "lumivaDspSim.h"
 #include "lumivaKernels.h"
 #include "xdsp_rpc/lumivadspStub.h"
@@ -64,6 +64,7 @@ struct State {
     bool restarted = false;  // the clock reads non-zero until a reload
     Faults faults;
     uint64_t calls = 0, copied = 0, shared = 0, maps = 0, refused = 0;
+    uint64_t kernelNs = 0;  // time spent in the kernels
     int mode = -1;
     int messageFlag = 0;
 } gState;
@@ -116,7 +117,20 @@ bool writeAll(int fd, const void* data, size_t size)
 bool answer(int fd, int32_t status, const std::string& payload = {})
 {
     WireReply reply = {kWireMagic, status, payload.size()};
-    return writeAll(fd, &reply, sizeof reply) && writeAll(fd, payload.data(), payload.size());
+    if (payload.empty()) return writeAll(fd, &reply, sizeof reply);
+    // Header and payload in one message where the socket takes it: the client wakes once.
+    iovec parts[2] = {{&reply, sizeof reply}, {const_cast<char*>(payload.data()), payload.size()}};
+    msghdr m = {};
+    m.msg_iov = parts;
+    m.msg_iovlen = 2;
+    ssize_t n;
+    do n = sendmsg(fd, &m, MSG_NOSIGNAL);
+    while (n < 0 && errno == EINTR);
+    if (n < 0) return false;
+    const size_t sent = static_cast<size_t>(n);
+    if (sent < sizeof reply) return writeAll(fd, reinterpret_cast<char*>(&reply) + sent, sizeof reply - sent) &&
+                                    writeAll(fd, payload.data(), payload.size());
+    return writeAll(fd, payload.data() + (sent - sizeof reply), payload.size() - (sent - sizeof reply));
 }
 
 // ---- Faults -------------------------------------------------------------------------------
@@ -137,11 +151,12 @@ std::string applyControl(const std::string& command)
     else if (w == "version" && command.size() > 8) gState.version = command.substr(8, 9);
     else if (w == "clear") f = Faults();
     else if (w != "stats" && w != "ping") return "unknown command";
-    char text[160];
-    std::snprintf(text, sizeof text, "calls=%llu copied=%llu shared=%llu maps=%llu refused=%llu",
+    char text[200];
+    std::snprintf(text, sizeof text, "calls=%llu copied=%llu shared=%llu maps=%llu refused=%llu kernel_us=%llu",
                   static_cast<unsigned long long>(gState.calls), static_cast<unsigned long long>(gState.copied),
                   static_cast<unsigned long long>(gState.shared), static_cast<unsigned long long>(gState.maps),
-                  static_cast<unsigned long long>(gState.refused));
+                  static_cast<unsigned long long>(gState.refused),
+                  static_cast<unsigned long long>(gState.kernelNs / 1000));
     return text;
 }
 
@@ -355,7 +370,11 @@ bool serveCall(Client& client, const WireRequest& r)
             ++gState.calls;
             if (injectFault(client.fd, &keep)) return keep;
             ILMV_SIM_CALL call(args);
+            timespec t0, t1;
+            clock_gettime(CLOCK_MONOTONIC, &t0);
             status = op->second(call);
+            clock_gettime(CLOCK_MONOTONIC, &t1);
+            gState.kernelNs += uint64_t((t1.tv_sec - t0.tv_sec) * 1000000000L + (t1.tv_nsec - t0.tv_nsec));
         }
     }
     if (status != 0 && status != 1) ++gState.refused;
@@ -456,7 +475,11 @@ int serve(int listener, long lingerMs)
     for (;;) {
         std::vector<pollfd> fds = {{listener, POLLIN, 0}};
         for (auto& c : clients) fds.push_back({c->fd, POLLIN, 0});
-        const int ready = poll(fds.data(), fds.size(), clients.empty() ? static_cast<int>(lingerMs) : -1);
+        // Right after an answer the next call often follows within microseconds: look again
+        // for a moment before sleeping.
+        int ready = 0;
+        for (int spin = 0; spin < 2000 && ready == 0 && !clients.empty(); ++spin) ready = poll(fds.data(), fds.size(), 0);
+        if (ready == 0) ready = poll(fds.data(), fds.size(), clients.empty() ? static_cast<int>(lingerMs) : -1);
         if (ready == 0 && clients.empty()) return 0;  // the last client has gone
         if (ready < 0) continue;
         if (fds[0].revents & POLLIN) acceptClient(listener, clients);
