@@ -26,8 +26,28 @@ enum class Layout { kPacked, kPadded, kPaddedUnaligned, kPackedUnaligned };
 
 class ilmvCase;
 
+// Where case buffers come from: the heap, or (for the remote tests) blocks the DSP shares.
+struct ilmvCaseAllocator {
+    void* (*allocate)(size_t size);
+    void (*release)(void* p);
+};
+
+inline ilmvCaseAllocator& ilmvCaseMemory()
+{
+    static ilmvCaseAllocator memory = {[](size_t n) -> void* { return new uint8_t[n]; },
+                                       [](void* p) { delete[] static_cast<uint8_t*>(p); }};
+    return memory;
+}
+
+struct ilmvCaseRelease {
+    void (*release)(void*);
+    void operator()(uint8_t* p) const { release(p); }
+};
+
 struct ilmvBuffer {
-    std::unique_ptr<uint8_t[]> storage[2];
+    std::unique_ptr<uint8_t, ilmvCaseRelease> storage[2] = {
+        std::unique_ptr<uint8_t, ilmvCaseRelease>(nullptr, {nullptr}),
+        std::unique_ptr<uint8_t, ilmvCaseRelease>(nullptr, {nullptr})};
     uint8_t* base[2] = {nullptr, nullptr};
     size_t size = 0;
     uint32_t stride = 0;
@@ -164,7 +184,9 @@ private:
         const size_t stepElems = b->stride / sizeof(T);
         b->size = (height - 1) * stepElems * sizeof(T) + rowBytes;
         for (int form = 0; form < (twice ? 2 : 1); ++form) {
-            b->storage[form].reset(new uint8_t[offset + b->size]);
+            const ilmvCaseAllocator& memory = ilmvCaseMemory();
+            b->storage[form] = std::unique_ptr<uint8_t, ilmvCaseRelease>(
+                static_cast<uint8_t*>(memory.allocate(offset + b->size)), {memory.release});
             b->base[form] = b->storage[form].get() + offset;
         }
         buffers_.push_back(std::move(b));

@@ -76,6 +76,9 @@ protected:
             gSocketDir = dir;
             setenv("LUMIVA_DSP_SOCKET_DIR", dir, 1);
             setenv("LUMIVA_DSPD_LINGER_MS", "2000", 1);
+#ifdef LUMIVA_TEST_DSPD_EMULATOR
+            setenv("LUMIVA_DSPD_EMULATOR", LUMIVA_TEST_DSPD_EMULATOR, 1);
+#endif
         }
     }
 
@@ -117,30 +120,105 @@ void randomFill(uint8_t* p, size_t n, uint32_t seed)
 
 // ---- Every remote form --------------------------------------------------------------------
 
+struct Frame {
+    explicit Frame(uint32_t w, uint32_t h, uint32_t stride) : w(w), h(h), stride(stride), a(stride * h), b(stride * h),
+                                                              out(stride * h), expected(stride * h)
+    {
+        randomFill(a.data(), a.size(), w);
+        randomFill(b.data(), b.size(), h);
+    }
+    uint32_t w, h, stride;
+    std::vector<uint8_t> a, b, out, expected;
+};
+
+// Runs every operation's remote case at two sizes and two layouts; returns the number of calls.
+size_t runRemoteCases(const char* domain, uint32_t seed)
+{
+    size_t calls = 0;
+    for (const ilmvOpCase& op : kOpCases) {
+        if (!op.runRemote) continue;
+        for (auto [w, h] : {std::make_pair(std::max(op.minWidth, 37u), 5u), std::make_pair(64u, 3u)}) {
+            for (Layout layout : {Layout::kPacked, Layout::kPaddedUnaligned}) {
+                ilmvCase c(w, h, layout, seed++);
+                op.runRemote(c);
+                ++calls;
+                if (::testing::Test::HasFailure()) {
+                    ADD_FAILURE() << op.name << " in " << domain << ": " << c.describe();
+                    return calls;
+                }
+            }
+        }
+    }
+    return calls;
+}
+
 TEST_F(Dsp, EveryRemoteFormGivesTheReferenceBytesInEveryDomain)
 {
     lmvUpdateX5ConstraintCheckFlagXa(0);  // small images too: the guards have a test of their own
     for (int domain = 0; domain < 3; ++domain) {
         ASSERT_EQ(0, openSession(domain)) << kDomains[domain];
         const Stats before = stats(kDomains[domain]);
-        size_t calls = 0;
-        uint32_t seed = 1;
-        for (const ilmvOpCase& op : kOpCases) {
-            if (!op.runRemote) continue;
-            for (auto [w, h] : {std::make_pair(std::max(op.minWidth, 37u), 5u), std::make_pair(64u, 3u)}) {
-                for (Layout layout : {Layout::kPacked, Layout::kPaddedUnaligned}) {
-                    ilmvCase c(w, h, layout, seed++);
-                    op.runRemote(c);
-                    ++calls;
-                    if (HasFailure()) FAIL() << op.name << " in " << kDomains[domain] << ": " << c.describe();
-                }
-            }
-        }
+        const size_t calls = runRemoteCases(kDomains[domain], 1);
         const Stats after = stats(kDomains[domain]);
         EXPECT_EQ(calls, after.calls - before.calls) << "every call reached the simulator";
         EXPECT_EQ(0u, after.refused - before.refused) << "the simulator refused none";
         EXPECT_GT(calls, 500u);
     }
+    // The named domains' own entry points reach their domain whatever the default is.
+    Frame f(64, 8, 64);
+    lmvAbsDiffu8C(f.a.data(), f.b.data(), f.w, f.h, f.stride, f.expected.data(), f.stride);
+    for (auto form : {lmvAbsDiffu8Xa, lmvAbsDiffu8Xm}) {
+        ASSERT_EQ(0, openSession(form == lmvAbsDiffu8Xa ? LUMIVA_DSP_ADSP : LUMIVA_DSP_MDSP));
+        const char* domain = form == lmvAbsDiffu8Xa ? "adsp" : "mdsp";
+        const Stats before = stats(domain);
+        setDefaultDSPValue(LUMIVA_DSP_CDSP);
+        std::fill(f.out.begin(), f.out.end(), 0);
+        form(f.a.data(), f.b.data(), f.w, f.h, f.stride, f.out.data(), f.stride);
+        EXPECT_EQ(f.expected, f.out);
+        EXPECT_EQ(1u, stats(domain).calls - before.calls) << domain;
+        setDefaultDSPValue(form == lmvAbsDiffu8Xa ? LUMIVA_DSP_ADSP : LUMIVA_DSP_MDSP);
+    }
+}
+
+TEST_F(Dsp, EveryRemoteFormGivesTheReferenceBytesFromSharedBlocks)
+{
+    lmvUpdateX5ConstraintCheckFlagXa(0);
+    ASSERT_EQ(0, openSession(LUMIVA_DSP_CDSP));
+    // Every case buffer a page-rounded block registered with the transport: nothing is copied
+    // but the scalars' results.
+    ilmvCaseAllocator heap = ilmvCaseMemory();
+    ilmvCaseMemory() = {[](size_t n) { return lmvSharedMemAllocX(n, 64); },
+                        [](void* p) { EXPECT_EQ(0, lmvSharedMemFreeX(p)); }};
+    const Stats before = stats();
+    const size_t calls = runRemoteCases("cdsp", 99);
+    ilmvCaseMemory() = heap;
+    const Stats after = stats();
+    EXPECT_EQ(calls, after.calls - before.calls);
+    EXPECT_EQ(0u, after.refused - before.refused);
+    EXPECT_GT(after.shared - before.shared, 0u);
+    EXPECT_LT(after.copied - before.copied, 8 * calls) << "only one-element results travel by copy";
+}
+
+TEST_F(Dsp, AnAbsentSimulatorFailsTheSessionAtOnce)
+{
+    char dir[] = "/tmp/lmvdsp-absent-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(dir));
+    const std::string emulator = std::getenv("LUMIVA_DSPD_EMULATOR") ? std::getenv("LUMIVA_DSPD_EMULATOR") : "";
+    setenv("LUMIVA_DSP_SOCKET_DIR", dir, 1);
+    setenv("LUMIVA_DSPD", "/nonexistent/lumiva-dspd", 1);
+    unsetenv("LUMIVA_DSPD_EMULATOR");
+    const int64_t start = lmvGetTime();
+    EXPECT_EQ(-1, openSession(LUMIVA_DSP_CDSP));
+    EXPECT_LT(lmvGetTime() - start, 2000000) << "no ten-second wait for a program that cannot start";
+    Frame f(320, 240, 320);
+    lmvAbsDiffu8C(f.a.data(), f.b.data(), f.w, f.h, f.stride, f.expected.data(), f.stride);
+    lmvAbsDiffu8Xc(f.a.data(), f.b.data(), f.w, f.h, f.stride, f.out.data(), f.stride);
+    EXPECT_EQ(f.expected, f.out);
+    VSKAX5_deinit();
+    setenv("LUMIVA_DSP_SOCKET_DIR", gSocketDir.c_str(), 1);
+    unsetenv("LUMIVA_DSPD");
+    if (!emulator.empty()) setenv("LUMIVA_DSPD_EMULATOR", emulator.c_str(), 1);
+    rmdir(dir);
 }
 
 TEST_F(Dsp, RegisteredBlocksTravelWithoutACopy)
@@ -222,16 +300,6 @@ TEST_F(Dsp, PyramidsComeBackLevelByLevelCopiedOrShared)
 
 // ---- Failures, restarts, crashes ----------------------------------------------------------
 
-struct Frame {
-    explicit Frame(uint32_t w, uint32_t h, uint32_t stride) : w(w), h(h), stride(stride), a(stride * h), b(stride * h),
-                                                              out(stride * h), expected(stride * h)
-    {
-        randomFill(a.data(), a.size(), w);
-        randomFill(b.data(), b.size(), h);
-    }
-    uint32_t w, h, stride;
-    std::vector<uint8_t> a, b, out, expected;
-};
 
 TEST_F(Dsp, AFailedCallRunsTheSimdForm)
 {

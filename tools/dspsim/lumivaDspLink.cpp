@@ -45,6 +45,7 @@ struct Channel {
     std::mutex lock;
     std::string domain;
     int fd = -1;
+    timespec retryAfter = {0, 0};  // a failed reconnection is not tried again before this
     std::set<uint64_t> mapped;  // blocks the simulator holds for this connection
     std::vector<uint64_t> drops;  // blocks unregistered since, to unmap before the next call
 };
@@ -99,12 +100,15 @@ std::string simulatorPath()
 }
 
 // Starts a simulator for `domain`, detached (it outlives no one: it exits after its last
-// client). Only async-signal-safe calls between fork and exec.
-void spawnSimulator(const std::string& domain, const std::string& socketPath)
+// client); false when the program cannot be started. Only async-signal-safe calls between
+// fork and exec; a pipe closed by a successful exec tells the two apart.
+bool spawnSimulator(const std::string& domain, const std::string& socketPath)
 {
     std::vector<std::string> words;
-    if (const char* e = std::getenv("LUMIVA_DSPD_EMULATOR"); e && *e) {
-        std::string all = e;
+    const char* emulator = std::getenv("LUMIVA_DSPD_EMULATOR");
+    const bool emulated = emulator && *emulator;
+    if (emulated) {
+        std::string all = emulator;
         for (size_t p = 0; p < all.size();) {
             size_t q = all.find(' ', p);
             if (q == std::string::npos) q = all.size();
@@ -117,6 +121,8 @@ void spawnSimulator(const std::string& domain, const std::string& socketPath)
     for (std::string& w : words) argv.push_back(&w[0]);
     argv.push_back(nullptr);
     const long maxFd = std::min(sysconf(_SC_OPEN_MAX), 4096L);
+    int status[2];
+    if (pipe2(status, O_CLOEXEC) != 0) return false;
     pid_t child = fork();
     if (child == 0) {
         setsid();
@@ -127,13 +133,32 @@ void spawnSimulator(const std::string& domain, const std::string& socketPath)
             dup2(null, 0);
             dup2(null, 1);
             dup2(null, 2);
-            for (long fd = 3; fd < maxFd; ++fd) close(static_cast<int>(fd));
-            execvp(argv[0], argv.data());
+            for (long fd = 3; fd < maxFd; ++fd)
+                if (fd != status[1]) close(static_cast<int>(fd));
+            // The simulator itself by its path (a program this machine cannot run fails here
+            // rather than being handed to a shell); an emulator is looked up on the PATH.
+            if (emulated)
+                execvp(argv[0], argv.data());
+            else
+                execv(argv[0], argv.data());
+            const char failed = 1;
+            if (write(status[1], &failed, 1) < 0) _exit(126);
             _exit(127);
         }
         _exit(0);
     }
+    close(status[1]);
     if (child > 0) waitpid(child, nullptr, 0);
+    char failed = 0;
+    ssize_t n;
+    do n = read(status[0], &failed, 1);
+    while (n < 0 && errno == EINTR);
+    close(status[0]);
+    if (child < 0 || n > 0) {
+        std::fprintf(stderr, "lumiva dsplink: cannot start the DSP simulator %s\n", argv[0]);
+        return false;
+    }
+    return true;
 }
 
 int connectTo(const std::string& path)
@@ -168,7 +193,8 @@ int connectDomain(const std::string& domain)
         // one that answers counts.
         if (fd >= 0 && answers(fd)) return fd;
         if (fd >= 0) close(fd);
-        if (attempt % 50 == 0) spawnSimulator(domain, path);  // again now and then: one may have been leaving
+        // Again now and then: one may have been on its way out.
+        if (attempt % 50 == 0 && !spawnSimulator(domain, path)) return -1;
         pauseMs(10);
     }
     std::fprintf(stderr, "lumiva dsplink: no simulator answers on %s\n", path.c_str());
@@ -247,8 +273,9 @@ bool exchange(int fd, uint32_t kind, const char* name, const std::vector<WireArg
     std::snprintf(request.name, sizeof request.name, "%s", name);
     std::vector<iovec> parts = {{&request, sizeof request}};
     if (!args.empty()) parts.push_back({const_cast<WireArg*>(args.data()), args.size() * sizeof(WireArg)});
+    if (request.payloadBytes > kWireMaxPayload) return false;
     for (size_t i = 0; i < pieces.size(); ++i)
-        if (sizes[i]) parts.push_back({const_cast<void*>(pieces[i]), sizes[i]});
+        if (sizes[i]) parts.push_back({const_cast<void*>(pieces[i]), static_cast<size_t>(sizes[i])});
     if (!sendParts(fd, parts, passFd)) return false;
     awaitAnswer(fd);
     if (!receiveAll(fd, reply, sizeof *reply) || reply->magic != kWireMagic || reply->payloadBytes > kWireMaxPayload)
@@ -331,9 +358,24 @@ std::shared_ptr<Channel> channelOf(uint64_t handle)
     return it == gChannels.end() ? nullptr : it->second;
 }
 
+// Connects a channel whose connection was lost; after a failure, calls fail at once for a
+// second (they run on the CPU) instead of each waiting for a simulator that is not coming.
+bool reconnect(Channel& c)
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (now.tv_sec < c.retryAfter.tv_sec ||
+        (now.tv_sec == c.retryAfter.tv_sec && now.tv_nsec < c.retryAfter.tv_nsec))
+        return false;
+    c.fd = connectDomain(c.domain);
+    if (c.fd >= 0) return true;
+    c.retryAfter = {now.tv_sec + 1, now.tv_nsec};
+    return false;
+}
+
 int invokeLocked(Channel& c, const char* name, const ILMV_RPC_ARG* args, size_t count)
 {
-    if (c.fd < 0 && (c.fd = connectDomain(c.domain)) < 0) return -1;
+    if (c.fd < 0 && !reconnect(c)) return -1;
     if (!flushDrops(c)) return -1;
     std::vector<WireArg> wire(count);
     std::vector<const void*> pieces;
