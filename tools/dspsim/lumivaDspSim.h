@@ -7,6 +7,7 @@
 #include "lumivaDspWire.h"
 
 #include <cstring>
+#include <string>
 #include <vector>
 
 struct ILMV_SIM_ARG {
@@ -64,5 +65,18 @@ struct ILMV_SIM_OP {
 
 extern const ILMV_SIM_OP ilmvSimOps[];
 extern const size_t ilmvSimOpCount;
+
+// ---- The server side --------------------------------------------------------------------
+// One simulator per process: its domain, and whether control commands (faults, statistics)
+// are taken; the decoder's fuzz target refuses them.
+void ilmvSimInit(const std::string& domain, bool controlAllowed);
+// Faults to start with: control commands separated by ';'.
+void ilmvSimApplyFaults(const std::string& list);
+// A client on a connected descriptor, served one message at a time; false when the client is
+// to be dropped (it hung up, or sent something out of step). Release does not close `fd`.
+struct ILMV_SIM_CLIENT;
+ILMV_SIM_CLIENT* ilmvSimClient(int fd);
+bool ilmvSimServeOne(ILMV_SIM_CLIENT* client);
+void ilmvSimRelease(ILMV_SIM_CLIENT* client);
 
 #endif
