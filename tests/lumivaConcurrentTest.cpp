@@ -8,6 +8,7 @@
 
 #include "lumivaOpCases.inc"
 
+#include <atomic>
 #include <thread>
 
 namespace {
@@ -39,6 +40,30 @@ TEST_F(ConcurrentOperations, EveryOperationFromFourThreadsInBothCpuModes)
             threads.emplace_back(runAll, t < 2 ? 0 : t * kOpCount / 4, uint32_t(100 * t + 1));
         for (auto& th : threads) th.join();
     }
+}
+
+// Mode and override calls rewrite the tables without a lock, and the library's contract keeps
+// them apart from operations; what may overlap with operations are the calls that only read:
+// presence queries, the version, the clock, the processor count and the CPU-only flag.
+TEST_F(ConcurrentOperations, QueriesWhileOperationsRun)
+{
+    ASSERT_EQ(0, lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE));
+    std::atomic<bool> done{false};
+    std::thread reader([&done] {
+        char version[8];
+        while (!done.load()) {
+            for (uint32_t slot = 0; slot < LMV_API_COUNT; slot += 7) GetApiToCore(LMV_API_enum(slot), LMV_IMPL_EXT_V);
+            lmvGetVersion(version, sizeof version);
+            (void)lmvGetTime();
+            (void)lmv_check_only_cpu();
+            (void)lmvAvailableProcessors();
+        }
+    });
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < 3; ++t) threads.emplace_back(runAll, t * kOpCount / 3, uint32_t(7 * t + 3));
+    for (auto& th : threads) th.join();
+    done = true;
+    reader.join();
 }
 
 }  // namespace
