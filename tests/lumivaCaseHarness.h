@@ -9,6 +9,8 @@
 #define LUMIVA_CASE_HARNESS_H
 
 #include "lumiva/lumiva.h"
+#include "core/lumivaEntry.h"
+#include "platform/host/lumivaHostHooks.h"
 
 #include <gtest/gtest.h>
 
@@ -179,6 +181,33 @@ public:
                 ilmvCaseReport()(describe() + ": the results differ");
     }
 
+    // An entry called with invalid arguments: when its rule refuses them the call must report it
+    // (status 3, or "Assertion failed @name" in the log) and write nothing; a call the rule
+    // accepts must merely stay inside the buffers, which the sanitizers watch.
+    template <class Call>
+    void expectRefusal(bool refused, bool status, const char* name, Call call)
+    {
+        if (!refused) {
+            call();
+            return;
+        }
+        std::string log;
+        void* previousContext = nullptr;
+        ILMV_LOG_SINK previous = ilmvHostSetLogSink(
+            [](int, const char*, const char* text, void* into) { static_cast<std::string*>(into)->append(text); },
+            &log, &previousContext);
+        const int64_t result = call();
+        ilmvHostSetLogSink(previous, previousContext, nullptr);
+        const std::string expected = std::string("Assertion failed @") + name + ": ";
+        if (status && result != LUMIVA_BAD_PARAMS)
+            ilmvCaseReport()(describe() + ": " + name + " accepted invalid arguments, returning " + std::to_string(result));
+        if (!status && log.find(expected) == std::string::npos)
+            ilmvCaseReport()(describe() + ": " + name + " refused invalid arguments without its assertion line");
+        for (const ilmvBuffer* b : outputs_)
+            if (std::memcmp(b->base[0], b->base[1], b->size) != 0)
+                ilmvCaseReport()(describe() + ": " + name + " wrote while refusing invalid arguments");
+    }
+
     std::string describe() const
     {
         std::ostringstream s;
@@ -274,6 +303,7 @@ struct ilmvOpCase {
     uint32_t minWidth;
     void (*runEntry)(ilmvCase&);  // the public entry against the SIMD form; null without one
     void (*runRemote)(ilmvCase&); // the reference form against the default domain's remote form; null without one
+    void (*runBad)(ilmvCase&, int kind);  // the entry with invalid arguments (kinds 0-3); null without an entry
 };
 
 inline void PrintTo(const ilmvOpCase& op, std::ostream* os)

@@ -28,6 +28,21 @@ TEST_P(SimdMatchesReference, OverSizesStridesAndAlignments)
     }
 }
 
+// Every entry with each kind of invalid argument: refused as its rule says (status 3 or the
+// logged assertion, nothing written), sizes whose product passes 2^32 included.
+TEST_P(SimdMatchesReference, TheEntryRefusesInvalidArguments)
+{
+    const ilmvOpCase& op = GetParam();
+    if (!op.runBad) GTEST_SKIP() << "no entry of its own";
+    ASSERT_EQ(0, lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE));
+    uint32_t seed = 1;
+    for (int kind = 0; kind < 4; ++kind)
+        for (auto [w, h] : {std::make_pair(std::max(op.minWidth, 9u), 3u), std::make_pair(std::max(op.minWidth, 40u), 2u)}) {
+            ilmvCase c(w, h, Layout::kPadded, seed++);
+            op.runBad(c, kind);
+        }
+}
+
 INSTANTIATE_TEST_SUITE_P(Ops, SimdMatchesReference, ::testing::ValuesIn(kOpCases),
                          [](const ::testing::TestParamInfo<ilmvOpCase>& info) { return std::string(info.param.name); });
 

@@ -32,6 +32,14 @@ inline uint32_t ilmvDemote(uint32_t idx, RemoteFits remoteFits, GpuFits gpuFits,
     return idx;
 }
 
+// True when `rows` rows `stride` bytes apart, the last `rowBytes` long, span at most
+// 2^32 - 1 bytes: larger images cannot exist on the 32-bit target, and no length or offset
+// of theirs may wrap. Every operand is below 2^32, so the arithmetic cannot overflow.
+inline bool ilmvSpanFits32(uint64_t rows, uint64_t stride, uint64_t rowBytes)
+{
+    return rows == 0 || (rows - 1) * stride + rowBytes <= UINT32_MAX;
+}
+
 // "name_IMPL" under the runtime tag when the log property is on; a corrupt index ends the process.
 void ilmvRuntimeLog(const char* name, uint32_t idx);
 

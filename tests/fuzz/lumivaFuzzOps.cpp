@@ -2,10 +2,12 @@
 // image's size and layout, the generator's seed and the scalars; the reference form runs
 // against the SIMD form, and the public entry against the SIMD form, on buffers that end
 // at the image's last byte, so one byte too far is a sanitizer report and any difference
-// stops the process.
+// stops the process. Last, the entry gets one invalid argument (a null image, a zero size,
+// a short stride, or sizes whose product passes 2^32) and must refuse it as documented.
 //
-// Input: bytes 0-1 the operation, 2 the width, 3 the height, 4 the layout, 5-8 the seed,
-// the rest the scalars in the order the operation takes them.
+// Input: bytes 0-1 the operation, 2 the width, 3 the height, 4 the layout, 5-8 the seed (8
+// also picks the invalid argument of the last call), the rest the scalars in the order the
+// operation takes them.
 #include "../lumivaCaseHarness.h"
 #include "lumivaFuzz.h"
 #include "lumivaKernels.h"
@@ -43,6 +45,12 @@ LUMIVA_FUZZ_TARGET(ops)
         ilmvCase c(width, height, layout, seed);
         c.feedScalars(data + 9, size - 9);
         run(c);
+    }
+    // Then the entry with one argument made invalid, the kind picked by the seed's last byte.
+    if (op.runBad) {
+        ilmvCase c(width, height, layout, seed);
+        c.feedScalars(data + 9, size - 9);
+        op.runBad(c, data[8] % 4);
     }
     return 0;
 }

@@ -225,9 +225,10 @@ def failure_doc(o):
     if getattr(o, "rules", None):
         return "On a broken argument rule (one per source format) logs \"Assertion failed\" and writes nothing."
     if getattr(o, "ret", None) == STATUS:
-        return ("Returns 0, or 3 (and writes nothing) when a pointer is null, a size is 0 or a stride is "
-                "below the row size.")
-    return f"On a broken argument rule logs \"Assertion failed\" with the rule \"{o.rule}\" and writes nothing."
+        return ("Returns 0, or 3 (and writes nothing) when a pointer is null, a size is 0, a stride is "
+                "below the row size or an image spans more than 2^32 - 1 bytes.")
+    return (f"On a broken argument rule logs \"Assertion failed\" with the rule \"{o.rule}\" and writes nothing; "
+            f"an image spanning more than 2^32 - 1 bytes is refused alike, with the rule \"{SPAN_RULE}\".")
 
 
 def public_entries(o):
@@ -291,6 +292,24 @@ def status_check(o):
     return " || ".join(terms)
 
 
+SPAN_RULE = "image spans fit in 32 bits"
+
+
+def span_check(o):
+    """C expression: every image the call reaches spans at most 2^32 - 1 bytes ((rows - 1)
+    strides and one row), so no size product can wrap a 32-bit length or address; "1" when
+    the operation has no image."""
+    terms = []
+    names = {p.name for p in o.params if isinstance(p, (Size, Stride, Scalar))}
+    for img in o.images():
+        rows = remote.u64(remote.image_rows(img), names)
+        row = remote.u64(img.row_bytes(), names)
+        term = f"ilmvSpanFits32({rows}, (uint64_t)({img.stride}), {row})"
+        if term not in terms:
+            terms.append(term)
+    return " && ".join(terms) or "1"
+
+
 def c_string(text):
     return '"' + text.replace("\\", "\\\\").replace('"', '\\"') + '"'
 
@@ -327,9 +346,10 @@ def entry_body(o, name, params, rule, call_args):
     else:
         call = f"ilmvImpl<{o.name}_fn>({slot}, idx)({call_args})"
     prologue = stride_defaults(holder_op(o, params)) + "".join(f"    {line}\n" for line in o.prelude)
+    spans = span_check(holder_op(o, params))
     if o.ret == STATUS:
         return fill("status_entry.in", decl=decl, prologue=prologue, slot=slot, literal=c_string(name),
-                    bad=status_check(holder_op(o, params)), call=call,
+                    bad=status_check(holder_op(o, params)), spans=spans, call=call,
                     simd_call=f"ilmvImpl<{o.name}_fn>({slot}, LMV_IMPL_V)({call_args})")
     choose = ""
     if o.follows_slot is None:
@@ -338,7 +358,20 @@ def entry_body(o, name, params, rule, call_args):
         rename = dict(zip((p.name for p in o.params), call_args.split(", ")))
         choose = f"    idx = {demote(o.remote, o.gpu, rename)};\n"
     return fill("entry.in", decl=decl, prologue=prologue, slot=slot, choose=choose, literal=c_string(name),
-                check=rule_check(o, rule, name, params), call=call if o.ret == VOID else f"return {call}")
+                check=rule_check(o, rule, name, params) + span_refusal(o, name, spans),
+                call=call if o.ret == VOID else f"return {call}")
+
+
+def span_refusal(o, name, spans):
+    """An image too large for 32-bit lengths is refused like a broken rule, with its own text."""
+    if spans == "1":
+        return ""
+    fail = f"ilmvAssertFailed({c_string(name)}, {c_string(SPAN_RULE)})"
+    if o.ret == VOID:
+        return f"    if (!({spans}))\n    {{\n        {fail};\n        return;\n    }}\n"
+    if o.ret.endswith("*"):
+        return f"    if (!({spans}))\n    {{\n        {fail};\n        return nullptr;\n    }}\n"
+    return f"    if (!({spans}))\n        return ({o.ret}){fail};\n"
 
 
 def demote(remote, gpu, rename=None):
@@ -428,6 +461,63 @@ def case_for(o, first="C"):
     return fill("case.in", name=name, body="".join(lines))
 
 
+def bad_case(o):
+    """A generated call of the public entry with one argument made invalid: kind 0 the first
+    required image null, 1 the first size 0, 2 the first stride one byte short of its row,
+    3 sizes whose product passes 2^32 with every stride 0. The case works out from the entry's
+    own rule whether the call must be refused, and the harness checks the refusal (status 3
+    or the logged assertion, nothing written) or, for a call the rule lets through, that it
+    stays inside the buffers."""
+    lines, args = [], []
+    for p in o.params:
+        if isinstance(p, Image):
+            kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
+            opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}"
+            lines.append(f"    auto img_{p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
+            data = f"img_{p.name}.data(0)" if kind == "output" else f"img_{p.name}.data()"
+            lines.append(f"    {p.ctype} {p.name} = {data};\n")
+        elif isinstance(p, Size):
+            lines.append(f"    uint32_t {p.name} = {'c.width()' if 'idth' in p.name else 'c.height()'};\n")
+        elif isinstance(p, Stride):
+            owner = next(i for i in o.images() if i.stride == p.name)
+            lines.append(f"    uint32_t {p.name} = img_{owner.name}.stride();\n")
+        elif isinstance(p, Scalar):
+            choices = "{" + ", ".join(f"({p.ctype})({v})" for v in p.test) + "}" if p.test else "{}"
+            lines.append(f"    {p.ctype} {p.name} = c.scalar<{p.ctype}>({choices});\n")
+        elif isinstance(p, ScalarOut):
+            lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>();\n    {p.ctype}* {p.name} = res_{p.name}.data(0);\n")
+        args.append(p.name)
+    required = [i for i in o.images() if not i.optional]
+    sizes = [p for p in o.params if isinstance(p, Size)]
+    strides = [p.name for p in o.params if isinstance(p, Stride)]
+    short = next((i for i in required if i.stride in strides), None)
+    cases = []
+    if required:
+        cases.append(f"    case 0: {required[0].name} = nullptr; break;\n")
+    if sizes:
+        cases.append(f"    case 1: {sizes[0].name} = 0; break;\n")
+    if short:
+        cases.append(f"    case 2: {short.stride} = (uint32_t)({short.row_bytes()}) - 1; break;\n")
+    widths = [p.name for p in sizes if "idth" in p.name]
+    heights = [p.name for p in sizes if "eight" in p.name]
+    if widths and heights:
+        zero = "".join(f" {st} = 0;" for st in strides)
+        cases.append(f"    case 3: {widths[0]} = 0x10000u; {heights[0]} = 0x10001u;{zero} break;\n")
+    defaults = "".join(f"    {line.strip()}\n" for line in stride_defaults(o).splitlines())
+    aliases = "".join(f"        const auto {a} = {t};\n        (void){a};\n" for a, t in o.aliases.items())
+    accepted = f"!({status_check(o)})" if o.ret == STATUS else (o.rule or "1")
+    if o.rules:
+        accepted = " || ".join(f"({o.rule_by} == {v} && ({text}))" for v, text in o.rules.items())
+    call = f"{o.name}({', '.join(args)})"
+    call_expr = f"({call}, int64_t(0))" if o.ret == VOID else f"int64_t({call})"
+    body = ("".join(lines) + "    switch (kind) {\n" + "".join(cases) + "    default: return;\n    }\n"
+            "    const bool refused = [=]() mutable {\n" + defaults.replace("    if", "        if") + aliases +
+            f"        return !({accepted}) || !({span_check(o)});\n    }}();\n"
+            f"    c.expectRefusal(refused, {'true' if o.ret == STATUS else 'false'}, {c_string(o.name)}, "
+            f"[&] {{ return {call_expr}; }});\n")
+    return f"static void bad_{o.name}(ilmvCase& c, int kind)\n{{\n{body}}}\n\n"
+
+
 def has_own_entry(o):
     """The slot's entry takes the forms' own parameters, so a case can call it alike."""
     return o.entry and not o.internal and o.follows_slot is None
@@ -437,10 +527,12 @@ def gen_cases(ops):
     paired = [o for o in ops if o.has_form("C") and o.has_form("V") and o.cases]
     entry_of = {o.name: f"case_{o.name}_entry" if has_own_entry(o) else "nullptr" for o in paired}
     remote_of = {o.name: f"case_{o.name}_remote" if o.has_form("X") else "nullptr" for o in paired}
+    bad_of = {o.name: f"bad_{o.name}" if has_own_entry(o) else "nullptr" for o in paired}
     table = "\n".join(f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}, {o.case_min_width}, "
-                      f"{entry_of[o.name]}, {remote_of[o.name]}}}," for o in paired)
+                      f"{entry_of[o.name]}, {remote_of[o.name]}, {bad_of[o.name]}}}," for o in paired)
     cases = "".join(case_for(o) + (case_for(o, "entry") if has_own_entry(o) else "") +
-                    (case_for(o, "remote") if o.has_form("X") else "") for o in paired)
+                    (case_for(o, "remote") if o.has_form("X") else "") + (bad_case(o) if has_own_entry(o) else "")
+                    for o in paired)
     return fill("cases.inc.in", banner=banner(ops), cases=cases, table=table)
 
 

@@ -17,6 +17,9 @@ LMV_EXPORT LMV_STATUS lmvAddu8(const uint8_t* src1, uint32_t width, uint32_t hei
     ilmvRuntimeLog("lmvAddu8", idx);
     if (src1 == nullptr || width == 0 || height == 0 || src2 == nullptr || dst == nullptr || src1Stride < width
             || src2Stride < width || dstStride < width) return LUMIVA_BAD_PARAMS;
+    if (!(ilmvSpanFits32((uint64_t)height, (uint64_t)(src1Stride), (uint64_t)width)
+            && ilmvSpanFits32((uint64_t)height, (uint64_t)(src2Stride), (uint64_t)width)
+            && ilmvSpanFits32((uint64_t)height, (uint64_t)(dstStride), (uint64_t)width))) return LUMIVA_BAD_PARAMS;
     LMV_STATUS status = ilmvImpl<lmvAddu8_fn>(LMV_API_lmvAddu8, idx)(src1, width, height, src1Stride, src2,
             src2Stride, policy, dst, dstStride);
     if (status == LUMIVA_UNSUPPORTED)
@@ -42,6 +45,12 @@ LMV_EXPORT void lmvImageDiffs16(const int16_t* src1, const int16_t* src2, uint32
                 "&& (dstStride >= srcWidth)");
         return;
     }
+    if (!(ilmvSpanFits32((uint64_t)srcHeight, (uint64_t)(srcStride), (uint64_t)srcWidth * 2)
+            && ilmvSpanFits32((uint64_t)srcHeight, (uint64_t)(dstStride), (uint64_t)srcWidth * 2)))
+    {
+        ilmvAssertFailed("lmvImageDiffs16", "image spans fit in 32 bits");
+        return;
+    }
     ilmvImpl<lmvImageDiffs16_fn>(LMV_API_lmvImageDiffs16, idx)(src1, src2, srcWidth, srcHeight, srcStride, dst,
             dstStride);
 }
@@ -58,6 +67,11 @@ LMV_EXPORT uint32_t lmvColorRGB888ToYCbCr420PseudoPlanaru8(const uint8_t* src, u
     if (!(src && dstY && dstC && srcWidth && srcHeight))
         return (uint32_t)ilmvAssertFailed("lmvColorRGB888ToYCbCr420PseudoPlanaru8", "src && dstY && dstC && srcWidth "
                 "&& srcHeight");
+    if (!(ilmvSpanFits32((uint64_t)srcHeight, (uint64_t)(srcStride), (uint64_t)srcWidth * 3)
+            && ilmvSpanFits32((uint64_t)srcHeight, (uint64_t)(dstYStride), (uint64_t)srcWidth)
+            && ilmvSpanFits32(((uint64_t)srcHeight + 1) / 2, (uint64_t)(dstCStride),
+            (((uint64_t)srcWidth + 1) / 2) * 2)))
+        return (uint32_t)ilmvAssertFailed("lmvColorRGB888ToYCbCr420PseudoPlanaru8", "image spans fit in 32 bits");
     return ilmvImpl<lmvColorRGB888ToYCbCr420PseudoPlanaru8_fn>(LMV_API_lmvColorRGB888ToYCbCr420PseudoPlanaru8,
             idx)(src, srcWidth, srcHeight, srcStride, dstY, dstC, dstYStride, dstCStride);
 }
@@ -72,6 +86,11 @@ LMV_EXPORT void lmvColorRGB888toYCrCbu8(const uint8_t* src, uint32_t width, uint
     if (!(src && dst && width && height))
     {
         ilmvAssertFailed("lmvColorRGB888toYCrCbu8", "src && dst && width && height");
+        return;
+    }
+    if (!(ilmvSpanFits32((uint64_t)height, (uint64_t)(width * 3), (uint64_t)width * 3)))
+    {
+        ilmvAssertFailed("lmvColorRGB888toYCrCbu8", "image spans fit in 32 bits");
         return;
     }
     ilmvImpl<lmvColorRGB888toYCrCbu8_fn>(LMV_API_lmvColorRGB888toYCrCbu8, idx)(src, width, height, width * 3, dst,

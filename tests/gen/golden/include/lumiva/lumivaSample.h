@@ -24,7 +24,8 @@ extern "C" {
  * @param dst [out] destination image of u8 elements, width x height pixels, rows dstStride bytes apart
  * @param dstStride bytes between row starts; 0 means the row size
  *
- * Returns 0, or 3 (and writes nothing) when a pointer is null, a size is 0 or a stride is below the row size.
+ * Returns 0, or 3 (and writes nothing) when a pointer is null, a size is 0, a stride is below the row size or an image
+ * spans more than 2^32 - 1 bytes.
  */
 LMV_EXPORT LMV_STATUS lmvAddu8(const uint8_t* src1, uint32_t width, uint32_t height, uint32_t src1Stride,
         const uint8_t* src2, uint32_t src2Stride, LMV_OVERFLOW_POLICY policy, uint8_t* dst, uint32_t dstStride);
@@ -44,7 +45,8 @@ LMV_EXPORT LMV_STATUS lmvAddu8(const uint8_t* src1, uint32_t width, uint32_t hei
  * @param dstCStride bytes between row starts; 0 means the row size
  *
  * On a broken argument rule logs "Assertion failed" with the rule "src && dstY && dstC && srcWidth && srcHeight" and
- * writes nothing.
+ * writes nothing; an image spanning more than 2^32 - 1 bytes is refused alike, with the rule "image spans fit in 32
+ * bits".
  */
 LMV_EXPORT uint32_t lmvColorRGB888ToYCbCr420PseudoPlanaru8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
         uint32_t srcStride, uint8_t* dstY, uint8_t* dstC, uint32_t dstYStride, uint32_t dstCStride);
@@ -59,7 +61,8 @@ LMV_EXPORT uint32_t lmvColorRGB888ToYCbCr420PseudoPlanaru8(const uint8_t* src, u
  * @param dst [out] destination image of u8 elements, 3 interleaved channels, width x height pixels, rows width * 3
  *   bytes apart
  *
- * On a broken argument rule logs "Assertion failed" with the rule "src && dst && width && height" and writes nothing.
+ * On a broken argument rule logs "Assertion failed" with the rule "src && dst && width && height" and writes nothing;
+ * an image spanning more than 2^32 - 1 bytes is refused alike, with the rule "image spans fit in 32 bits".
  */
 LMV_EXPORT void lmvColorRGB888toYCrCbu8(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst);
 
@@ -78,7 +81,8 @@ LMV_EXPORT void lmvColorRGB888toYCrCbu8(const uint8_t* src, uint32_t width, uint
  * @param dstStride bytes between row starts; 0 means the row size
  *
  * On a broken argument rule logs "Assertion failed" with the rule "src1 && src2 && dst && srcWidth && srcHeight &&
- * (srcStride >= srcWidth) && (dstStride >= srcWidth)" and writes nothing.
+ * (srcStride >= srcWidth) && (dstStride >= srcWidth)" and writes nothing; an image spanning more than 2^32 - 1 bytes is
+ * refused alike, with the rule "image spans fit in 32 bits".
  */
 LMV_EXPORT void lmvImageDiffs16(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
         uint32_t srcStride, int16_t* dst, uint32_t dstStride);
@@ -93,7 +97,8 @@ LMV_EXPORT void lmvImageDiffs16(const int16_t* src1, const int16_t* src2, uint32
  * @param dst [out] destination image of u8 elements, width / 2 x height / 2 pixels, rows dstStride bytes apart
  * @param dstStride bytes between row starts; 0 means the row size
  *
- * On a broken argument rule logs "Assertion failed" with the rule "width and height even" and writes nothing.
+ * On a broken argument rule logs "Assertion failed" with the rule "width and height even" and writes nothing; an image
+ * spanning more than 2^32 - 1 bytes is refused alike, with the rule "image spans fit in 32 bits".
  */
 LMV_EXPORT int32_t lmvScaleDownBy2u8_v2(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
         uint8_t* dst, uint32_t dstStride);
