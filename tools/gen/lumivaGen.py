@@ -227,8 +227,10 @@ def failure_doc(o):
     if getattr(o, "ret", None) == STATUS:
         return ("Returns 0, or 3 (and writes nothing) when a pointer is null, a size is 0, a stride is "
                 "below the row size or an image spans more than 2^32 - 1 bytes.")
-    return (f"On a broken argument rule logs \"Assertion failed\" with the rule \"{o.rule}\" and writes nothing; "
-            f"an image spanning more than 2^32 - 1 bytes is refused alike, with the rule \"{SPAN_RULE}\".")
+    text = f"On a broken argument rule logs \"Assertion failed\" with the rule \"{o.rule}\" and writes nothing"
+    if not any(isinstance(p, Image) for p in o.params):
+        return text + "."
+    return text + f"; an image spanning more than 2^32 - 1 bytes is refused alike, with the rule \"{SPAN_RULE}\"."
 
 
 def public_entries(o):
