@@ -9,6 +9,7 @@
 #include <vector>
 
 extern "C" int lumivaFuzz_ops(const uint8_t* data, size_t size);
+extern "C" int lumivaFuzz_objects(const uint8_t* data, size_t size);
 extern "C" int lumivaFuzz_dspMessages(const uint8_t* data, size_t size);
 
 namespace {
@@ -48,6 +49,11 @@ void replay(const char* target, int (*entry)(const uint8_t*, size_t))
 TEST(FuzzRegressions, EveryKeptInputOfTheOperationsTargetPasses)
 {
     replay("ops", lumivaFuzz_ops);
+}
+
+TEST(FuzzRegressions, EveryKeptInputOfTheObjectsTargetPasses)
+{
+    replay("objects", lumivaFuzz_objects);
 }
 
 TEST(FuzzRegressions, EveryKeptInputOfTheSimulatorsDecoderPasses)

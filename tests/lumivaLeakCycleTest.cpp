@@ -24,7 +24,9 @@
 #define LUMIVA_ASAN 1
 #endif
 #ifdef LUMIVA_ASAN
-#include <sanitizer/allocator_interface.h>
+// The sanitizer's own count of the bytes the program holds (its runtime exports it; not every
+// compiler ships the header that declares it).
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
 
 namespace {
