@@ -1,8 +1,8 @@
 // The objects with state under a fuzzer: the input is a program of steps, each building,
 // using and releasing one object: a pyramid (built by both forms, levels compared), a
 // KD-tree (queried by both forms, answers compared), a codebook model (learning and judging
-// frames), a storage with a sequence (pushes, reads, pops) and the scratch pool (buffers taken
-// and released in any order). Objects are released within their step, so the leak checker
+// frames), a storage with a sequence (pushes, reads, pops), the scratch pool (buffers taken
+// and released in any order), and FAST corner lists (both forms, capacities from the input). Objects are released within their step, so the leak checker
 // sees any block a step forgets.
 #include "lumivaFuzz.h"
 #include "lumivaKernels.h"
@@ -155,6 +155,39 @@ void scratch(Feed& in)
     lmvMemDeInit();
 }
 
+// Corner lists: FAST-9 and FAST-10 with scores and suppression, both forms on the same image,
+// with the capacity, the threshold and the frame from the input.
+void corners(Feed& in)
+{
+    const uint32_t w = 8 + in.upTo(56), h = 8 + in.upTo(24), stride = w + in.upTo(7);
+    // What the entry makes of the frame before the forms see it: below 4 it is 3 (the segment
+    // test reaches 3 pixels out), and it fits twice in each side (the entry's rule).
+    uint32_t border = in.upTo(std::min(w, h) / 2 - 1);
+    if (border < 4) border = 3;
+    const int32_t barrier = int32_t(in.upTo(120));
+    // The capacity is at least 1: a corner is stored before the capacity is checked.
+    const uint32_t capacity = 1 + in.upTo(200);
+    const uint32_t nms = in.byte() & 1;
+    std::vector<uint8_t> image((h - 1) * stride + w);
+    in.fill(image.data(), image.size());
+    std::vector<uint32_t> xy[2], scores[2], temp[2];
+    uint32_t found[2] = {0, 0};
+    const bool arc10 = in.byte() & 1;
+    for (int form = 0; form < 2; ++form) {
+        xy[form].assign(2 * capacity, 0);
+        scores[form].assign(capacity, 0);
+        temp[form].assign(3 * capacity + h, 0);
+        auto fast = arc10 ? (form ? lmvCornerFast10Scoreu8V : lmvCornerFast10Scoreu8C)
+                          : (form ? lmvCornerFast9Scoreu8_v2V : lmvCornerFast9Scoreu8_v2C);
+        fast(image.data(), w, h, stride, barrier, border, xy[form].data(), scores[form].data(), capacity,
+             &found[form], nms, temp[form].data());
+    }
+    const uint32_t n = std::min(found[0], capacity);
+    if (found[0] != found[1] || std::memcmp(xy[0].data(), xy[1].data(), 2 * n * 4) ||
+        std::memcmp(scores[0].data(), scores[1].data(), n * 4))
+        differ("corner lists");
+}
+
 }  // namespace
 
 LUMIVA_FUZZ_TARGET(objects)
@@ -163,8 +196,9 @@ LUMIVA_FUZZ_TARGET(objects)
     if (!ready) return 0;
     Feed in(data, size);
     for (int steps = 0; in.more() && steps < 16; ++steps) {
-        switch (in.byte() % 5) {
+        switch (in.byte() % 6) {
         case 0: pyramid(in); break;
+        case 5: corners(in); break;
         case 1: kdTree(in); break;
         case 2: codebook(in); break;
         case 3: sequence(in); break;
