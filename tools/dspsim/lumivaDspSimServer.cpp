@@ -31,6 +31,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -202,9 +203,11 @@ int servePyramid(ILMV_SIM_CALL& c, std::vector<ILMV_SIM_ARG>& args,
                  int32_t (*kernel)(const T*, uint32_t, uint32_t, uint32_t, lmvPyramidLevel*))
 {
     if (args.size() < 8) return ILMV_SIM_MALFORMED;
+    // The record count is the sender's word: bounded before anything is sized by it.
     const uint32_t count = c.scalar<uint32_t>(6);
+    if (count > kWireMaxArgs - 8) return ILMV_SIM_MALFORMED;
     const std::string kinds = "bssssbsb" + std::string(count, 'b');
-    if (count > kWireMaxArgs - 8 || !c.shaped(kinds.c_str())) return ILMV_SIM_MALFORMED;
+    if (!c.shaped(kinds.c_str())) return ILMV_SIM_MALFORMED;
     const uint32_t w = c.scalar<uint32_t>(2), h = c.scalar<uint32_t>(3), levels = c.scalar<uint32_t>(4);
     auto* records = c.buffer<lmvX5LevelRecord>(5);
     int32_t* result = c.buffer<int32_t>(7);
@@ -289,33 +292,45 @@ int serveSession(const std::string& name, std::vector<ILMV_SIM_ARG>& args)
 
 // ---- Calls ------------------------------------------------------------------------------
 
-// Reads the arguments and the payload of a call into `args`, pointing copied buffers into
-// `storage` and shared ones into the client's blocks; false for a malformed message.
+// Reads `bytes` into `into`, letting the memory follow the bytes that actually arrive: a
+// message that declares more than it sends costs no more than what it sent.
+bool readGrowing(int fd, std::vector<uint8_t>& into, uint64_t bytes)
+{
+    constexpr uint64_t kChunk = 1u << 20;
+    while (into.size() < bytes) {
+        const size_t have = into.size();
+        into.resize(have + static_cast<size_t>(std::min<uint64_t>(kChunk, bytes - have)));
+        if (!readAll(fd, into.data() + have, into.size() - have)) return false;
+    }
+    return true;
+}
+
+// Reads the arguments and the payload of a call into `args`: copied buffers into `copies`
+// (marked in `copied`), shared ones pointing into the client's blocks; false for a malformed
+// message (`readFailed` when the stream itself broke).
 bool readArguments(Client& client, const WireRequest& r, std::vector<ILMV_SIM_ARG>& args,
-                   std::vector<uint8_t>& storage, bool* readFailed)
+                   std::vector<std::vector<uint8_t>>& copies, std::vector<bool>& copied, bool* readFailed)
 {
     std::vector<WireArg> wire(r.argCount);
     if (r.argCount && !readAll(client.fd, wire.data(), r.argCount * sizeof(WireArg))) return *readFailed = true, false;
-    // Each copied buffer starts 16-byte aligned, as the kernels' element types want.
-    uint64_t declared = 0, padded = 0;
+    uint64_t declared = 0;
     for (const WireArg& a : wire) {
         if (a.kind == kArgBuffer) {
             if (a.bytes > kWireMaxPayload) return false;
             declared += a.bytes;
-            padded += (a.bytes + 15) & ~uint64_t(15);
         }
     }
     if (declared != r.payloadBytes) return false;
-    storage.assign(padded + 16, 0);
-    uint8_t* base = storage.data() + (16 - reinterpret_cast<uintptr_t>(storage.data()) % 16) % 16;
+    copies.reserve(wire.size());
     for (const WireArg& a : wire) {
         ILMV_SIM_ARG s = {a.kind, a.direction, a.value, nullptr, 0};
         if (a.direction < kDirIn || a.direction > kDirInOut) return false;
+        copied.push_back(a.kind == kArgBuffer);
         if (a.kind == kArgBuffer) {
-            if (!readAll(client.fd, base, a.bytes)) return *readFailed = true, false;
-            s.data = base;
+            copies.emplace_back();
+            if (!readGrowing(client.fd, copies.back(), a.bytes)) return *readFailed = true, false;
+            s.data = copies.back().data();
             s.bytes = a.bytes;
-            base += (a.bytes + 15) & ~uint64_t(15);
             gState.copied += a.bytes;
         } else if (a.kind == kArgShared) {
             auto it = client.blocks.find(a.value);
@@ -323,7 +338,7 @@ bool readArguments(Client& client, const WireRequest& r, std::vector<ILMV_SIM_AR
                 return false;
             s.data = it->second.address + a.offset;
             s.bytes = a.bytes;
-            s.kind = kArgBuffer;
+            s.kind = kArgBuffer;  // the kernels see a buffer like any other
             gState.shared += a.bytes;
         } else if (a.kind != kArgScalar && a.kind != kArgNull) {
             return false;
@@ -334,11 +349,11 @@ bool readArguments(Client& client, const WireRequest& r, std::vector<ILMV_SIM_AR
 }
 
 // Copied buffers the call may write go back, in order.
-std::string outputs(const std::vector<WireArg>& wire, const std::vector<ILMV_SIM_ARG>& args)
+std::string outputs(const std::vector<bool>& copied, const std::vector<ILMV_SIM_ARG>& args)
 {
     std::string out;
     for (size_t i = 0; i < args.size(); ++i)
-        if (wire[i].kind == kArgBuffer && wire[i].direction != kDirIn)
+        if (copied[i] && args[i].direction != kDirIn)
             out.append(reinterpret_cast<const char*>(args[i].data), args[i].bytes);
     return out;
 }
@@ -346,21 +361,15 @@ std::string outputs(const std::vector<WireArg>& wire, const std::vector<ILMV_SIM
 bool serveCall(Client& client, const WireRequest& r)
 {
     std::vector<ILMV_SIM_ARG> args;
-    std::vector<uint8_t> storage;
+    std::vector<std::vector<uint8_t>> copies;
+    std::vector<bool> copied;  // which arguments travelled by copy: only those go back
     bool readFailed = false;
-    // The wire records are needed again for the reply: keep the kinds the client sent.
-    std::vector<WireArg> wire;
     if (r.argCount > kWireMaxArgs || r.payloadBytes > kWireMaxPayload) return false;
-    if (!readArguments(client, r, args, storage, &readFailed)) {
+    if (!readArguments(client, r, args, copies, copied, &readFailed)) {
         ++gState.refused;
         if (!readFailed) answer(client.fd, ILMV_SIM_MALFORMED);
         return false;  // the stream is out of step: drop the client
     }
-    for (const ILMV_SIM_ARG& a : args) wire.push_back({a.kind, a.direction, 0, 0, a.bytes});
-    // Shared buffers were turned into plain ones for the kernels; only copies go back.
-    for (size_t i = 0; i < args.size(); ++i)
-        if (args[i].data && (args[i].data < storage.data() || args[i].data >= storage.data() + storage.size()))
-            wire[i].kind = kArgShared;
     const std::string name(r.name, strnlen(r.name, sizeof r.name));
     int status = serveSession(name, args);
     if (status == -1) {
@@ -380,7 +389,7 @@ bool serveCall(Client& client, const WireRequest& r)
         }
     }
     if (status != 0 && status != 1) ++gState.refused;
-    return answer(client.fd, status, status == 0 ? outputs(wire, args) : std::string());
+    return answer(client.fd, status, status == 0 ? outputs(copied, args) : std::string());
 }
 
 bool serveMap(Client& client, const WireRequest& r, int passedFd)
