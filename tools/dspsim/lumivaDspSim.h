@@ -46,11 +46,11 @@ public:
     }
 
     // Buffer i, declared `length` elements of `elemSize`, covers the `span` bytes the call
-    // reaches; an absent buffer passes (the operation's rule decides about it).
-    bool holds(size_t i, uint64_t length, uint64_t elemSize, uint64_t span, bool /*optional*/) const
+    // reaches; an absent buffer passes only where the operation allows one to be null.
+    bool holds(size_t i, uint64_t length, uint64_t elemSize, uint64_t span, bool optional) const
     {
         const ILMV_SIM_ARG& a = args_[i];
-        if (!a.data) return true;
+        if (!a.data) return optional;
         return a.bytes >= span && length * elemSize >= span && elemSize <= 8;
     }
 
