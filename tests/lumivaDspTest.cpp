@@ -11,7 +11,6 @@
 
 #include "lumivaOpCases.inc"
 
-#include <dirent.h>
 #include <dlfcn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -51,16 +50,6 @@ Stats stats(const char* domain = "cdsp")
     std::sscanf(text.c_str(), "calls=%llu copied=%llu shared=%llu maps=%llu refused=%llu", &s.calls, &s.copied,
                 &s.shared, &s.maps, &s.refused);
     return s;
-}
-
-int openDescriptors()
-{
-    int n = 0;
-    if (DIR* d = opendir("/proc/self/fd")) {
-        while (readdir(d)) ++n;
-        closedir(d);
-    }
-    return n;
 }
 
 std::string gSocketDir;

@@ -6,7 +6,6 @@
 #include "platform/lumivaHardware.h"
 #include "xdsp_rpc/multi_domains/lumivaX5.h"
 
-#include <dirent.h>
 #include <malloc.h>
 #include <unistd.h>
 
@@ -39,16 +38,6 @@ size_t heapInUse()
 #else
     return mallinfo2().uordblks;
 #endif
-}
-
-int openDescriptors()
-{
-    int n = 0;
-    if (DIR* d = opendir("/proc/self/fd")) {
-        while (readdir(d)) ++n;
-        closedir(d);
-    }
-    return n;
 }
 
 // Runs `cycle` a hundred times to settle what is allocated once per process, then `times`

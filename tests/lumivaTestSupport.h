@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <dirent.h>
+
 #include <cstring>
 #include <string>
 #include <vector>
@@ -19,6 +21,17 @@ struct LogLine {
     std::string tag;
     std::string text;
 };
+
+// Descriptors this process has open now (the entries of /proc/self/fd, the listing's own included).
+inline int openDescriptors()
+{
+    int n = 0;
+    if (DIR* d = opendir("/proc/self/fd")) {
+        while (readdir(d)) ++n;
+        closedir(d);
+    }
+    return n;
+}
 
 // Records every log line while in scope.
 class LogCapture {

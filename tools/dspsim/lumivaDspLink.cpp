@@ -9,6 +9,7 @@
 //   LUMIVA_DSPD_EMULATOR   a command line that runs it (a 32-bit ARM build on another host)
 //   LUMIVA_DSP_TIMEOUT_MS  how long a call waits for its answer (default 20000)
 #include "lumivaDspLink.h"
+#include "lumivaDspSocket.h"
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -201,55 +202,8 @@ int connectDomain(const std::string& domain)
     return -1;
 }
 
-bool receiveAll(int fd, void* data, size_t size)
-{
-    char* p = static_cast<char*>(data);
-    while (size) {
-        ssize_t n = recv(fd, p, size, 0);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        p += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
 // One request and its reply; the reply's payload goes to `payload`. False on any I/O
 // failure or a reply that is not one.
-// Sends the parts as one message where the socket takes it, so the simulator wakes once.
-bool sendParts(int fd, std::vector<iovec> parts, int passFd)
-{
-    size_t next = 0;
-    while (next < parts.size()) {
-        msghdr m = {};
-        m.msg_iov = &parts[next];
-        m.msg_iovlen = std::min<size_t>(parts.size() - next, 64);
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-        if (passFd >= 0) {
-            m.msg_control = control;
-            m.msg_controllen = sizeof control;
-            cmsghdr* c = CMSG_FIRSTHDR(&m);
-            c->cmsg_level = SOL_SOCKET;
-            c->cmsg_type = SCM_RIGHTS;
-            c->cmsg_len = CMSG_LEN(sizeof(int));
-            std::memcpy(CMSG_DATA(c), &passFd, sizeof passFd);
-        }
-        ssize_t n = sendmsg(fd, &m, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        passFd = -1;
-        for (size_t sent = static_cast<size_t>(n); sent && next < parts.size();) {
-            const size_t take = std::min(sent, parts[next].iov_len);
-            parts[next].iov_base = static_cast<char*>(parts[next].iov_base) + take;
-            parts[next].iov_len -= take;
-            sent -= take;
-            if (parts[next].iov_len == 0) ++next;
-        }
-        while (next < parts.size() && parts[next].iov_len == 0) ++next;
-    }
-    return true;
-}
-
 // Waits for the answer spinning for a moment first: a short call's answer comes back in
 // microseconds, sooner than a sleeping thread is woken.
 void awaitAnswer(int fd)
@@ -276,12 +230,12 @@ bool exchange(int fd, uint32_t kind, const char* name, const std::vector<WireArg
     if (request.payloadBytes > kWireMaxPayload) return false;
     for (size_t i = 0; i < pieces.size(); ++i)
         if (sizes[i]) parts.push_back({const_cast<void*>(pieces[i]), static_cast<size_t>(sizes[i])});
-    if (!sendParts(fd, parts, passFd)) return false;
+    if (!ilmvWireSend(fd, parts, passFd)) return false;
     awaitAnswer(fd);
-    if (!receiveAll(fd, reply, sizeof *reply) || reply->magic != kWireMagic || reply->payloadBytes > kWireMaxPayload)
+    if (!ilmvWireReceive(fd, reply, sizeof *reply) || reply->magic != kWireMagic || reply->payloadBytes > kWireMaxPayload)
         return false;
     payload->resize(reply->payloadBytes);
-    return reply->payloadBytes == 0 || receiveAll(fd, payload->data(), payload->size());
+    return reply->payloadBytes == 0 || ilmvWireReceive(fd, payload->data(), payload->size());
 }
 
 bool simpleRequest(int fd, uint32_t kind, const char* name, std::vector<WireArg> args, int passFd, int32_t* status)

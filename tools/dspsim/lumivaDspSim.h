@@ -31,6 +31,9 @@ public:
         return true;
     }
 
+    size_t count() const { return args_.size(); }
+    uint64_t bytes(size_t i) const { return args_[i].bytes; }
+
     template <class T>
     T* buffer(size_t i) const
     {

@@ -15,6 +15,7 @@
 //   version V     the remote library reports version V
 //   stats, ping   answer "calls=.. copied=.. shared=.. maps=.. refused=.. kernel_us=.."
 #include "lumivaDspSim.h"
+#include "lumivaDspSocket.h"
 #include "lumivaKernels.h"
 #include "xdsp_rpc/lumivadspStub.h"
 
@@ -74,64 +75,10 @@ std::unordered_map<std::string, int (*)(ILMV_SIM_CALL&)> gOps;
 
 // ---- Socket I/O -------------------------------------------------------------------------
 
-bool readAll(int fd, void* data, size_t size, int* passedFd = nullptr)
-{
-    char* p = static_cast<char*>(data);
-    while (size) {
-        iovec io = {p, size};
-        msghdr m = {};
-        m.msg_iov = &io;
-        m.msg_iovlen = 1;
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
-        if (passedFd) {
-            m.msg_control = control;
-            m.msg_controllen = sizeof control;
-        }
-        ssize_t n = recvmsg(fd, &m, MSG_CMSG_CLOEXEC);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        if (passedFd) {
-            for (cmsghdr* c = CMSG_FIRSTHDR(&m); c; c = CMSG_NXTHDR(&m, c))
-                if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SCM_RIGHTS && c->cmsg_len == CMSG_LEN(sizeof(int)))
-                    std::memcpy(passedFd, CMSG_DATA(c), sizeof(int));
-            passedFd = nullptr;  // a descriptor comes with the first bytes only
-        }
-        p += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
-bool writeAll(int fd, const void* data, size_t size)
-{
-    const char* p = static_cast<const char*>(data);
-    while (size) {
-        ssize_t n = send(fd, p, size, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        p += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
 bool answer(int fd, int32_t status, const std::string& payload = {})
 {
     WireReply reply = {kWireMagic, status, payload.size()};
-    if (payload.empty()) return writeAll(fd, &reply, sizeof reply);
-    // Header and payload in one message where the socket takes it: the client wakes once.
-    iovec parts[2] = {{&reply, sizeof reply}, {const_cast<char*>(payload.data()), payload.size()}};
-    msghdr m = {};
-    m.msg_iov = parts;
-    m.msg_iovlen = 2;
-    ssize_t n;
-    do n = sendmsg(fd, &m, MSG_NOSIGNAL);
-    while (n < 0 && errno == EINTR);
-    if (n < 0) return false;
-    const size_t sent = static_cast<size_t>(n);
-    if (sent < sizeof reply) return writeAll(fd, reinterpret_cast<char*>(&reply) + sent, sizeof reply - sent) &&
-                                    writeAll(fd, payload.data(), payload.size());
-    return writeAll(fd, payload.data() + (sent - sizeof reply), payload.size() - (sent - sizeof reply));
+    return ilmvWireSend(fd, {{&reply, sizeof reply}, {const_cast<char*>(payload.data()), payload.size()}});
 }
 
 // ---- Faults -------------------------------------------------------------------------------
@@ -187,7 +134,7 @@ bool injectFault(int fd, bool* keepClient)
     if (f.garbage > 0) {
         --f.garbage;
         const char junk[] = "not a reply at all";
-        *keepClient = writeAll(fd, junk, sizeof junk);
+        *keepClient = ilmvWireSend(fd, {{const_cast<char*>(junk), sizeof junk}});
         return true;
     }
     return false;
@@ -199,10 +146,9 @@ bool injectFault(int fd, bool* keepClient)
 // one buffer per record. Each level must hold the halved size the kernel writes, and the
 // sizes must halve evenly (what the kernel would otherwise stop the process for).
 template <class T>
-int servePyramid(ILMV_SIM_CALL& c, std::vector<ILMV_SIM_ARG>& args,
-                 int32_t (*kernel)(const T*, uint32_t, uint32_t, uint32_t, lmvPyramidLevel*))
+int servePyramid(ILMV_SIM_CALL& c, int32_t (*kernel)(const T*, uint32_t, uint32_t, uint32_t, lmvPyramidLevel*))
 {
-    if (args.size() < 8) return ILMV_SIM_MALFORMED;
+    if (c.count() < 8) return ILMV_SIM_MALFORMED;
     // The record count is the sender's word: bounded before anything is sized by it.
     const uint32_t count = c.scalar<uint32_t>(6);
     if (count > kWireMaxArgs - 8) return ILMV_SIM_MALFORMED;
@@ -211,18 +157,17 @@ int servePyramid(ILMV_SIM_CALL& c, std::vector<ILMV_SIM_ARG>& args,
     const uint32_t w = c.scalar<uint32_t>(2), h = c.scalar<uint32_t>(3), levels = c.scalar<uint32_t>(4);
     auto* records = c.buffer<lmvX5LevelRecord>(5);
     int32_t* result = c.buffer<int32_t>(7);
-    if (levels != count + 1 || levels > 31 || !w || !h || !result || !c.holds(7, 1, 4, 4, false) ||
-        (count && (!records || args[5].bytes != uint64_t(count) * sizeof *records)))
+    if (levels != count + 1 || levels > 31 || !w || !h || !c.holds(7, 1, 4, 4, false) ||
+        (count && (!records || c.bytes(5) != uint64_t(count) * sizeof *records)))
         return ILMV_SIM_MALFORMED;
     const uint32_t mask = (1u << (levels - 1)) - 1;
-    if (!args[0].data || !c.holds(0, c.scalar<uint32_t>(1), sizeof(T), uint64_t(w) * h * sizeof(T), false) ||
-        (w & mask) || (h & mask))
+    if (!c.holds(0, c.scalar<uint32_t>(1), sizeof(T), uint64_t(w) * h * sizeof(T), false) || (w & mask) || (h & mask))
         return ILMV_SIM_BAD_ARGUMENTS;
     std::vector<lmvPyramidLevel> pyramid(levels);
     for (uint32_t i = 1; i < levels; ++i) {
         const uint64_t need = uint64_t(w >> i) * (h >> i) * sizeof(T);
-        if (!c.holds(7 + i, need / sizeof(T), sizeof(T), need, false) || !args[7 + i].data) return ILMV_SIM_BAD_LENGTH;
-        pyramid[i] = {args[7 + i].data, records[i - 1].width, records[i - 1].height};
+        if (!c.holds(7 + i, need / sizeof(T), sizeof(T), need, false)) return ILMV_SIM_BAD_LENGTH;
+        pyramid[i] = {c.buffer<uint8_t>(7 + i), records[i - 1].width, records[i - 1].height};
     }
     *result = kernel(c.buffer<const T>(0), w, h, levels, pyramid.data());
     for (uint32_t i = 1; i < levels; ++i) {  // sizes back; the buffer words stay the caller's
@@ -230,6 +175,16 @@ int servePyramid(ILMV_SIM_CALL& c, std::vector<ILMV_SIM_ARG>& args,
         records[i - 1].height = pyramid[i].height;
     }
     return 0;
+}
+
+int servePyramidF32(ILMV_SIM_CALL& c)
+{
+    return servePyramid<float32_t>(c, lmvPyramidCreatef32C);
+}
+
+int servePyramidU8(ILMV_SIM_CALL& c)
+{
+    return servePyramid<uint8_t>(c, lmvPyramidCreateu8C);
 }
 
 // ---- Session calls ----------------------------------------------------------------------
@@ -282,11 +237,6 @@ int serveSession(const std::string& name, std::vector<ILMV_SIM_ARG>& args)
         return 0;
     }
     if (name == "invalidate") return c.shaped("ss") ? 0 : ILMV_SIM_MALFORMED;
-    if (name == "lmvPyramidCreatef32X" || name == "lmvPyramidCreateu8X") {
-        ++gState.calls;
-        return name == "lmvPyramidCreatef32X" ? servePyramid<float32_t>(c, args, lmvPyramidCreatef32C)
-                                              : servePyramid<uint8_t>(c, args, lmvPyramidCreateu8C);
-    }
     return -1;
 }
 
@@ -300,7 +250,7 @@ bool readGrowing(int fd, std::vector<uint8_t>& into, uint64_t bytes)
     while (into.size() < bytes) {
         const size_t have = into.size();
         into.resize(have + static_cast<size_t>(std::min<uint64_t>(kChunk, bytes - have)));
-        if (!readAll(fd, into.data() + have, into.size() - have)) return false;
+        if (!ilmvWireReceive(fd, into.data() + have, into.size() - have)) return false;
     }
     return true;
 }
@@ -312,7 +262,7 @@ bool readArguments(Client& client, const WireRequest& r, std::vector<ILMV_SIM_AR
                    std::vector<std::vector<uint8_t>>& copies, std::vector<bool>& copied, bool* readFailed)
 {
     std::vector<WireArg> wire(r.argCount);
-    if (r.argCount && !readAll(client.fd, wire.data(), r.argCount * sizeof(WireArg))) return *readFailed = true, false;
+    if (r.argCount && !ilmvWireReceive(client.fd, wire.data(), r.argCount * sizeof(WireArg))) return *readFailed = true, false;
     uint64_t declared = 0;
     for (const WireArg& a : wire) {
         if (a.kind == kArgBuffer) {
@@ -395,7 +345,7 @@ bool serveCall(Client& client, const WireRequest& r)
 bool serveMap(Client& client, const WireRequest& r, int passedFd)
 {
     WireArg wire[2];
-    if (r.argCount != 2 || r.payloadBytes || !readAll(client.fd, wire, sizeof wire)) return false;
+    if (r.argCount != 2 || r.payloadBytes || !ilmvWireReceive(client.fd, wire, sizeof wire)) return false;
     const uint64_t id = wire[0].value, length = wire[1].value;
     struct stat st;
     // Only a memfd (a sealable shared-memory file) of at least the block's length is mapped.
@@ -421,7 +371,7 @@ void unmapAll(Client& client)
 bool serveUnmap(Client& client, const WireRequest& r)
 {
     WireArg wire;
-    if (r.argCount != 1 || r.payloadBytes || !readAll(client.fd, &wire, sizeof wire)) return false;
+    if (r.argCount != 1 || r.payloadBytes || !ilmvWireReceive(client.fd, &wire, sizeof wire)) return false;
     auto it = client.blocks.find(wire.value);
     if (it != client.blocks.end()) {
         munmap(it->second.address, it->second.length);
@@ -435,7 +385,7 @@ bool serveMessage(Client& client)
 {
     WireRequest r;
     int passedFd = -1;
-    if (!readAll(client.fd, &r, sizeof r, &passedFd) || r.magic != kWireMagic) {
+    if (!ilmvWireReceive(client.fd, &r, sizeof r, &passedFd) || r.magic != kWireMagic) {
         if (passedFd >= 0) close(passedFd);
         return false;
     }
@@ -461,6 +411,9 @@ void ilmvSimInit(const std::string& domain, bool controlAllowed)
     gState.domain = domain;
     gControlAllowed = controlAllowed;
     for (size_t i = 0; i < ilmvSimOpCount; ++i) gOps[ilmvSimOps[i].name] = ilmvSimOps[i].serve;
+    // The pyramids, unpacked by hand like their marshalling, join the generated operations.
+    gOps["lmvPyramidCreatef32X"] = servePyramidF32;
+    gOps["lmvPyramidCreateu8X"] = servePyramidU8;
 }
 
 void ilmvSimApplyFaults(const std::string& list)

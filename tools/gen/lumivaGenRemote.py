@@ -92,21 +92,22 @@ def marshalled(o):
     return out
 
 
+def marshalled_decl(kind, p):
+    """The C declaration of one marshalled element: as the stub takes it, and as the
+    simulator unpacks it."""
+    if kind == "buffer":
+        return f"{'const ' if p.direction == 'in' else ''}{pointee(p)}* {p.name}"
+    if kind == "length":
+        return f"uint32_t {p.name}Len"
+    if kind == "scalar":
+        return f"{p.ctype} {p.name}"
+    if kind == "out":
+        return f"{p.ctype}* {p.name}"
+    return f"{p}* result"
+
+
 def stub_decl_args(o):
-    args = ["uint64_t handle"]
-    for kind, p in marshalled(o):
-        if kind == "buffer":
-            const = "const " if p.direction == "in" else ""
-            args.append(f"{const}{pointee(p)}* {p.name}")
-        elif kind == "length":
-            args.append(f"uint32_t {p.name}Len")
-        elif kind == "scalar":
-            args.append(f"{p.ctype} {p.name}")
-        elif kind == "out":
-            args.append(f"{p.ctype}* {p.name}")
-        else:
-            args.append(f"{p}* result")
-    return ", ".join(args)
+    return ", ".join(["uint64_t handle"] + [marshalled_decl(kind, p) for kind, p in marshalled(o)])
 
 
 def stub_name(o):
@@ -253,21 +254,19 @@ def gen_sim_ops(ops, banner):
         names = scalar_names(o)
         lines, checks, index = [], [], 0
         for kind, p in marshalled(o):
-            if kind == "buffer":
-                const = "const " if p.direction == "in" else ""
-                lines.append(f"    {const}{pointee(p)}* {p.name} = c.buffer<{pointee(p)}>({index});\n")
-            elif kind == "length":
-                lines.append(f"    const uint32_t {p.name}Len = c.scalar<uint32_t>({index});\n")
+            decl = marshalled_decl(kind, p)
+            if kind in ("length", "scalar"):
+                ctype = "uint32_t" if kind == "length" else p.ctype
+                lines.append(f"    const {decl} = c.scalar<{ctype}>({index});\n")
+            else:
+                target = p if kind == "result" else pointee(p) if kind == "buffer" else p.ctype
+                lines.append(f"    {decl} = c.buffer<{target}>({index});\n")
+            if kind == "length":
                 checks.append(f"c.holds({index - 1}, {p.name}Len, sizeof(*{p.name}), {span_expr(p, names)}, "
                               f"{'true' if getattr(p, 'optional', False) else 'false'})")
-            elif kind == "scalar":
-                lines.append(f"    const {p.ctype} {p.name} = c.scalar<{p.ctype}>({index});\n")
-            elif kind == "out":
-                lines.append(f"    {p.ctype}* {p.name} = c.buffer<{p.ctype}>({index});\n")
-                checks.append(f"c.holds({index}, 1, sizeof(*{p.name}), sizeof(*{p.name}), false)")
-            else:
-                lines.append(f"    {p}* result = c.buffer<{p}>({index});\n")
-                checks.append(f"c.holds({index}, 1, sizeof(*result), sizeof(*result), false)")
+            elif kind in ("out", "result"):
+                pointer = p.name if kind == "out" else "result"
+                checks.append(f"c.holds({index}, 1, sizeof(*{pointer}), sizeof(*{pointer}), false)")
             index += 1
         aliases, rule = sim_rule(o)
         call = f"{o.name}C({public_args(o)})"

@@ -45,9 +45,6 @@ const ILMV_X5_STUB& ilmvX5StubTable();
 // The transport's remote_register_buf, resolved on first use; null without a transport.
 ILMV_REGISTER_BUF ilmvX5RegisterBuf();
 
-// The handle of a domain (0 ADSP, 1 CDSP, 2 MDSP); false for any other value.
-bool ilmvX5DomainHandle(int domain, uint64_t* handle);
-
 // ---- Hooks (tests and tools) --------------------------------------------------------------
 // Other file names for the stub and the transport (null keeps the current one); forgets
 // what was bound, so the next session binds again.

@@ -140,11 +140,14 @@ void channelClose(const Domain& d)
     ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG, "%s", d.endClose);
 }
 
-bool handleOf(const char* function, uint64_t* handle)
+// Runs call(handle, args...) on the default domain's handle; 6 (logged with `function`) when
+// no default domain is set.
+template <class Call, class... Args>
+int onDefaultDomain(const char* function, Call call, Args... args)
 {
-    const Domain* d = defaultDomain(function);
-    if (d) *handle = *d->handle;
-    return d != nullptr;
+    uint64_t handle = 0;
+    if (!ilmvX5DefaultHandle(function, &handle)) return LUMIVA_NO_DEFAULT_DSP;
+    return call(handle, args...);
 }
 
 // The housekeeping calls on a domain's handle; a missing stub function fails the call.
@@ -173,16 +176,11 @@ void setGuards(uint32_t flag)
 
 }  // namespace
 
-bool ilmvX5DomainHandle(int domain, uint64_t* handle)
-{
-    if (domain < 0 || domain > 2) return false;
-    *handle = *kDomains[domain].handle;
-    return true;
-}
-
 bool ilmvX5DefaultHandle(const char* name, uint64_t* handle)
 {
-    return handleOf(name, handle);
+    const Domain* d = defaultDomain(name);
+    if (d) *handle = *d->handle;
+    return d != nullptr;
 }
 
 bool ilmvX5GuardsOn()
@@ -285,7 +283,7 @@ LMV_EXPORT int lmvX5SessionInit(LUMIVAHW_X5_MODE mode, char* cpuVersion)
     pthread_mutex_init(&gSessionLock, nullptr);
     ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG, "In lmvX5SessionInit : attrib.value=%d  \n", gAttribute.value);
     uint64_t handle = 0;
-    if (!handleOf("lmvX5SessionInit", &handle)) return LUMIVA_NO_DEFAULT_DSP;
+    if (!ilmvX5DefaultHandle("lmvX5SessionInit", &handle)) return LUMIVA_NO_DEFAULT_DSP;
     return lmvX5SessionInit_internal(handle, gAttributePointer, gAttributeCount, cpuVersion);
 }
 
@@ -386,9 +384,7 @@ LMV_EXPORT int adspSSRcleanUpSequence(uint64_t handle)
 
 LMV_EXPORT int lmvX5GetClkX(uint64_t* value)
 {
-    uint64_t handle = 0;
-    if (!handleOf("lmvX5GetClkX", &handle)) return LUMIVA_NO_DEFAULT_DSP;
-    return getClk(handle, value);
+    return onDefaultDomain("lmvX5GetClkX", getClk, value);
 }
 
 LMV_EXPORT int lmvX5GetClk(uint64_t* value) { return lmvX5GetClkX(value); }
@@ -398,9 +394,7 @@ LMV_EXPORT int lmvX5GetClkXm(uint64_t* value) { return getClk(mdsp_domain_handle
 
 LMV_EXPORT int probeX5TimeX(int64_t* microseconds)
 {
-    uint64_t handle = 0;
-    if (!handleOf("probeX5TimeX", &handle)) return LUMIVA_NO_DEFAULT_DSP;
-    return probeTime(handle, microseconds);
+    return onDefaultDomain("probeX5TimeX", probeTime, microseconds);
 }
 
 LMV_EXPORT int probeX5Time(int64_t* microseconds) { return probeX5TimeX(microseconds); }
@@ -410,26 +404,25 @@ LMV_EXPORT int probeX5TimeXm(int64_t* microseconds) { return probeTime(mdsp_doma
 
 LMV_EXPORT int lmvUpdateDSPMsgFlagX(int flag)
 {
-    uint64_t handle = 0;
-    if (!handleOf("lmvUpdateDSPMsgFlagX", &handle)) return LUMIVA_NO_DEFAULT_DSP;
-    int status = 1;
-    if (ilmvX5StubTable().updateMsgFlag) ilmvX5StubTable().updateMsgFlag(handle, flag, &status);
-    return status;
+    return onDefaultDomain("lmvUpdateDSPMsgFlagX", [flag](uint64_t handle) {
+        int status = 1;  // what comes back when the stub has no such call
+        if (ilmvX5StubTable().updateMsgFlag) ilmvX5StubTable().updateMsgFlag(handle, flag, &status);
+        return status;
+    });
 }
 
 LMV_EXPORT int lmv_cache_flush_invalidateX(uint8_t* address, uint32_t length)
 {
-    uint64_t handle = 0;
-    if (!handleOf("lmv_cache_flush_invalidateX", &handle)) return LUMIVA_NO_DEFAULT_DSP;
+    // The range goes twice: once to flush as input, once to invalidate as output.
     const int n = static_cast<int>(length);
-    return ilmvX5Stub(ilmvX5StubTable().cacheFlushInvalidate)(handle, address, n, address, n);
+    return onDefaultDomain("lmv_cache_flush_invalidateX", ilmvX5Stub(ilmvX5StubTable().cacheFlushInvalidate),
+                           static_cast<const uint8_t*>(address), n, address, n);
 }
 
 LMV_EXPORT int lmvRegisterBufX(uint32_t a, uint32_t b, uint32_t c)
 {
-    uint64_t handle = 0;
-    if (!handleOf("lmvRegisterBufX", &handle)) return LUMIVA_NO_DEFAULT_DSP;
-    return ilmvX5Stub(ilmvX5StubTable().registerBuf)(a, b, c);
+    // Registration takes no handle; only the default domain's being set is checked.
+    return onDefaultDomain("lmvRegisterBufX", [=](uint64_t) { return ilmvX5Stub(ilmvX5StubTable().registerBuf)(a, b, c); });
 }
 
 LMV_EXPORT void lmvUpdateX5ConstraintCheckFlag(uint32_t flag)
@@ -458,9 +451,7 @@ LMV_EXPORT void lmvUpdateX5ConstraintCheckFlagXm(uint32_t flag) { setGuards(flag
 #define ILMV_INVALIDATE(NAME, N)                                                                   \
     LMV_EXPORT int NAME##X(ILMV_PAIRS_##N)                                                         \
     {                                                                                              \
-        uint64_t handle = 0;                                                                       \
-        if (!handleOf(#NAME "X", &handle)) return LUMIVA_NO_DEFAULT_DSP;                           \
-        return invalidate(handle, ILMV_ARGS_##N);                                                  \
+        return onDefaultDomain(#NAME "X", [=](uint64_t handle) { return invalidate(handle, ILMV_ARGS_##N); }); \
     }                                                                                              \
     LMV_EXPORT int NAME##Xa(ILMV_PAIRS_##N) { return invalidate(adsp_domain_handle, ILMV_ARGS_##N); } \
     LMV_EXPORT int NAME##Xc(ILMV_PAIRS_##N) { return invalidate(cdsp_domain_handle, ILMV_ARGS_##N); } \
