@@ -304,6 +304,7 @@ struct ilmvOpCase {
     void (*runEntry)(ilmvCase&);  // the public entry against the SIMD form; null without one
     void (*runRemote)(ilmvCase&); // the reference form against the default domain's remote form; null without one
     void (*runBad)(ilmvCase&, int kind);  // the entry with invalid arguments (kinds 0-3); null without an entry
+    void (*runGpu)(ilmvCase&);    // the reference form against the G form; null without one
 };
 
 inline void PrintTo(const ilmvOpCase& op, std::ostream* os)

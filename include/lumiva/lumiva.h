@@ -9,6 +9,7 @@
 #include "lumiva/lumivaMode.h"
 #include "lumiva/lumivaMemory.h"
 #include "lumiva/lumivaDsp.h"
+#include "lumiva/lumivaGpu.h"
 #include "lumiva/lumivaColorTypes.h"
 #include "lumiva/lumivaFamilies.h"
 

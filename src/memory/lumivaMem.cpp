@@ -1,5 +1,7 @@
 // Library memory: aligned heap blocks, the shared-memory allocator pair, and the pool of
 // 32 scratch buffers that kernels take and release around their temporary images.
+#include "lumiva/lumivaDsp.h"
+#include "lumiva/lumivaGpu.h"
 #include "lumiva/lumivaMemory.h"
 #include "memory/lumivaMemInternal.h"
 
@@ -204,10 +206,14 @@ LMV_EXPORT void* lmvMemAlloc(size_t size, size_t alignment)
     return alignedHeapBlock(size, alignment);
 }
 
+// A shared block is given back to the allocator that made it, whichever pair is in force
+// now: after a mode change or lmvCleanUp the heap must never see one.
 LMV_EXPORT void lmvMemFree(void* p)
 {
     if (!p) return;
-    if (!gAllocator.alloc || !gAllocator.free || gAllocator.free(p) != 0) freeAlignedHeapBlock(p);
+    if (gAllocator.alloc && gAllocator.free && gAllocator.free(p) == 0) return;
+    if (lmvSharedMemFreeG(p) == 0 || lmvSharedMemFreeX(p) == 0) return;
+    freeAlignedHeapBlock(p);
 }
 
 LMV_EXPORT int lmvMemInit(void)

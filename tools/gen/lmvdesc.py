@@ -240,6 +240,10 @@ class Op:
     # Remote forms whose marshalling is written by hand (a structure of pointers the flat
     # pointer-and-length rule cannot describe): the generator declares and registers them.
     remote_by_hand: bool = False
+    # The GPU engine that runs the G form: a call over the form's parameters, or just the
+    # engine's name when it takes them as they are. The G form falls back to SIMD when the
+    # engine fails.
+    gpu_engine: Optional[str] = None
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]

@@ -14,6 +14,7 @@ Writes, under OUT_DIR:
   lumivadsp/lumivadspOps.h        the stub's per-operation interface, shared by both sides
   lumivadspStubForms.cpp          the host stub's packing of each operation
   lumivadspdOps.cpp               the DSP simulator's checked unpacking of each operation
+  lumivaGpuForms.cpp              the G forms: each operation's GPU engine, SIMD when it fails
 """
 
 import importlib.util
@@ -25,6 +26,7 @@ import sys
 sys.path.insert(0, os.path.dirname(__file__))
 import lmvdesc  # noqa: E402
 import lumivaGenRemote as remote  # noqa: E402
+import lumivaGenGpu as gpu  # noqa: E402
 from lmvdesc import Image, Size, Stride, Scalar, ScalarOut, Points, Handle, Entry, STATUS, VOID  # noqa: E402
 
 COLUMNS = ["C", "V", "X", "G", "Xa", "Xc", "Xm"]
@@ -455,8 +457,8 @@ def case_for(o, first="C"):
             lines.append(f"    auto {p.name} = c.result<{p.ctype}>();\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
-    second = "X" if first == "remote" else "V"
-    for f, form in ((0, "C" if first in ("C", "remote") else ""), (1, second)):
+    second = {"remote": "X", "gpu": "G"}.get(first, "V")
+    for f, form in ((0, "C" if first in ("C", "remote", "gpu") else ""), (1, second)):
         call = f"{o.name}{form}({', '.join(call_args[f])})"
         lines.append(f"    c.record({f}, {call});\n" if o.ret != VOID else f"    {call};\n")
     name = o.name if first == "C" else f"{o.name}_{first}"
@@ -530,10 +532,13 @@ def gen_cases(ops):
     entry_of = {o.name: f"case_{o.name}_entry" if has_own_entry(o) else "nullptr" for o in paired}
     remote_of = {o.name: f"case_{o.name}_remote" if o.has_form("X") else "nullptr" for o in paired}
     bad_of = {o.name: f"bad_{o.name}" if has_own_entry(o) else "nullptr" for o in paired}
+    gpu_of = {o.name: f"case_{o.name}_gpu" if o.has_form("G") else "nullptr" for o in paired}
     table = "\n".join(f"    {{{c_string(o.name)}, {c_string(o.family)}, case_{o.name}, {o.case_min_width}, "
-                      f"{entry_of[o.name]}, {remote_of[o.name]}, {bad_of[o.name]}}}," for o in paired)
+                      f"{entry_of[o.name]}, {remote_of[o.name]}, {bad_of[o.name]}, {gpu_of[o.name]}}},"
+                      for o in paired)
     cases = "".join(case_for(o) + (case_for(o, "entry") if has_own_entry(o) else "") +
-                    (case_for(o, "remote") if o.has_form("X") else "") + (bad_case(o) if has_own_entry(o) else "")
+                    (case_for(o, "remote") if o.has_form("X") else "") + (bad_case(o) if has_own_entry(o) else "") +
+                    (case_for(o, "gpu") if o.has_form("G") else "")
                     for o in paired)
     return fill("cases.inc.in", banner=banner(ops), cases=cases, table=table)
 
@@ -619,6 +624,7 @@ def main():
     slots = read_slots(slots_list)
     ops = load_ops(ops_dir)
     remote.add_remote_forms(ops)
+    gpu.add_gpu_forms(ops)
     for o in ops:
         if o.internal:
             assert INTERNAL[o.slot] == o.name, f"{o.name} is not internal slot {o.slot}"
@@ -643,6 +649,7 @@ def main():
         "lumivaRemoteForms.cpp": remote.gen_remote_forms(ops, banner, enum_name),
         "lumivadspStubForms.cpp": remote.gen_stub_forms(ops, banner),
         "lumivadspdOps.cpp": remote.gen_sim_ops(ops, banner),
+        "lumivaGpuForms.cpp": gpu.gen_gpu_forms(ops, banner, signature),
     })
     # Families whose forms are walks get their forms in two files the family's reference and
     # SIMD sources include; the arithmetic family's always exist, since the build names them.

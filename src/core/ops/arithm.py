@@ -214,7 +214,7 @@ arith(267, "lmvImageDiffu8", diff_params(U8, U8, U8), "dst = max(src1 - src2, 0)
       rule="src1 && src2 && dst && srcWidth && srcHeight")
 arith(266, "lmvImageDiffs16", diff_params(S16, S16, S16), "dst = clamp(src1 - src2, -32768, 32767).",
       rule="src1 && src2 && dst && srcWidth && srcHeight && (srcStride >= srcWidth) && (dstStride >= srcWidth)",
-      gpu=Gpu(16, ["src1", "src2", "dst"], "srcWidth % 8 == 0"))
+      gpu=Gpu(16, ["src1", "src2", "dst"], "srcWidth % 8 == 0"), gpu_engine="lmvGpuImageDiffs16")
 arith(265, "lmvImageDifff32", diff_params(F32, F32, F32), "dst = src1 - src2.",
       rule="src1 && src2 && dst && srcWidth && srcHeight && (srcStride >= srcWidth * sizeof(float)) "
            "&& (dstStride >= srcWidth * sizeof(float))")

@@ -197,7 +197,7 @@ def packed(name, src_bpp, dst_bpp, rule, doc, row, **kw):
 packed("lmvColorRGB888ToGrayu8", 3, 1,
        "src && srcWidth && srcHeight && (srcStride ==0 || srcStride >= srcWidth*3) && dst && "
        "(dstStride ==0 || dstStride >= srcWidth)",
-       "Y = (19595*R + 38469*G + 7471*B + 32768) >> 16, red in byte 0.", "grey")
+       "Y = (19595*R + 38469*G + 7471*B + 32768) >> 16, red in byte 0.", "grey", gpu_engine="lmvGpuColorRGB888ToGrayu8")
 packed("lmvColorRGB888ToHSV888u8", 3, 3,
        "src && dst && srcWidth && srcHeight && ( srcStride == 0 || srcStride >= srcWidth*3 ) && "
        "( dstStride == 0 || dstStride >= srcWidth*3 )",
@@ -216,6 +216,7 @@ ycrcb_doc = "RGB (red in byte 0) to interleaved Y, Cr, Cb with 15 fractional bit
 op(75, "lmvColorRGB888toYCrCbu8",
    [ycrcb_src, *sizes(), Stride("srcStride"), ycrcb_dst, Stride("dstStride")], entry=False, doc=ycrcb_doc,
    remote=remote_row([ycrcb_src, ycrcb_dst]), gpu=Gpu(16, ["src", "dst"], "srcWidth % 8 == 0"), frame_header=ROWS_H,
+   gpu_engine="lmvGpuColorRGB888toYCrCbu8",
    frame="ilmvPixelFrame({rows}.yCrCb, 3, 3, src, srcWidth, srcHeight, srcStride, dst, dstStride)",
    entries=[Entry("lmvColorRGB888toYCrCbu8",
                   [img("src", "width", "height", "width * 3", 3), *sizes("width", "height"),
@@ -231,7 +232,8 @@ op(slot_of("lmvColorYCrCb420PseudoPlanarToRGB8888u8"), "lmvColorYCrCb420PseudoPl
     img("dst", "srcWidth", "srcHeight", "dstStride", 4, "out"), Stride("dstStride")],
    doc="Video-range YCrCb 4:2:0 (chroma plane at src + srcYStride*srcHeight, Cr first) to R, G, B, 255.",
    rule="src && dst && srcWidth && srcHeight && srcYStride && srcCStride && dstStride", cases=False,
-   frame_header=ROWS_H,
+   frame_header=ROWS_H, gpu=Gpu(16, ["src", "dst"], "srcWidth % 8 == 0"),
+   gpu_engine="lmvGpuColorYCrCb420PseudoPlanarToRGB8888u8",
    frame="ilmvYCrCb420ToRgbaFrame({rows}, src, srcWidth, srcHeight, srcYStride, srcCStride, dst, dstStride)")
 
 
@@ -244,7 +246,8 @@ def blob_op(name, src_name, rule, doc, slot=None, **kw):
 for blocks, src_name in (("H1V1", "src"), ("H2V1", "src"), ("H1V2", "ysrc"), ("H2V2", "y_src")):
     blob_op(f"lmvColorYCrCb{blocks}toRGB888u8", src_name, f"{src_name} && dst && width && height",
             f"8x8 decoded blocks ({blocks} sampling: Y blocks, then Cb and Cr) to RGB888, red in byte 0.",
-            frame_header=ROWS_H,
+            frame_header=ROWS_H, gpu=Gpu(16, [src_name, "dst"], "width % 8 == 0"),
+            gpu_engine=f"lmvGpuColorYCrCb{blocks}toRGB888u8",
             frame=f"ilmvBlocksFrame({{rows}}, {src_name}, width, height, {blocks[1]}, {blocks[3]}, dst)")
 
 yuv565 = [Image("src", U8, "width", "height", "width"), *sizes("width", "height"),
@@ -253,6 +256,7 @@ op(slot_of("lmvColorYUV420toRGB565u8"), "lmvColorYUV420toRGB565u8", yuv565,
    doc="Video-range YUV 4:2:0 (Y plane, then interleaved chroma, Cb first, no strides) to RGB565 "
        "(red in bits 0-4).",
    rule="src && dst && width && height", cases=False, frame_header=ROWS_H,
+   gpu=Gpu(16, ["src", "dst"], "width % 8 == 0"), gpu_engine="lmvGpuColorYUV420toRGB565u8",
    frame="ilmvYuv420Frame({rows}, src, width, height, ilmv::kRgb565, false, reinterpret_cast<uint8_t*>(dst))")
 op(0, "lmvColorRGB888ToRGB565Rotate180u8",
    [img("src", "srcWidth", "srcHeight", "srcStride", 3), *sizes(), Stride("srcStride"),

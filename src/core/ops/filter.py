@@ -13,7 +13,7 @@ op(212, "lmvFilterGaussian3x3u8",
     Scalar("blurBorder", "int32_t", ["0", "1", "2"], "1 filters the border pixels too")],
    entry=False, cases=True, doc=GAUSS_DOC, frame_header="cpu/lumivaFilter.h",
    frame="ilmvGaussian3x3Frame(ilmvGaussianRow{form}, src, srcWidth, srcHeight, srcStride, dst, dstStride, blurBorder)",
-   case_min_width=7,
+   case_min_width=7, gpu_engine="lmvGpuFilterGaussian3x3u8",
    manual_entries=[
        Entry("lmvFilterGaussian3x3u8",
              [Image("src", U8, "width", "height", "width"), Size("width"), Size("height"),

@@ -40,12 +40,14 @@ op(341, "lmvScaleDownBy2Gaussian5x5u8",
     Image("dst", U8, "srcWidth", "srcHeight", "srcWidth / 2", direction="out", wdiv=2, hdiv=2, half="down")],
    rule="src && dst && (srcWidth > 1) && (srcHeight > 1)", cases=False, doc=DEC_DOC + " Rows packed.",
    gpu=Gpu(16, ["src", "dst"], "srcWidth % 8 == 0"), frame_header=SCALE_H,
+   gpu_engine="lmvGpuScaleDownBy2Gaussian5x5u8(src, srcWidth, srcHeight, srcWidth, dst, srcWidth / 2)",
    frame="ilmvDecimate5x5Frame(ilmvDecimateRows{form}(), src, srcWidth, srcHeight, srcWidth, dst, srcWidth / 2, "
          "srcHeight / 2, srcWidth / 2)")
 op(342, "lmvScaleDownBy2Gaussian5x5u8_v2",
    [dec_src, Size("srcWidth"), Size("srcHeight"), Stride("srcStride"), dec_dst, Stride("dstStride")],
    rule="src && dst && (srcWidth > 1) && (srcHeight > 1) && (srcStride >= srcWidth) && (dstStride >= srcWidth / 2)",
    case_min_width=2, doc=DEC_DOC, gpu=Gpu(16, ["src", "dst"], "srcWidth % 8 == 0"),
+   gpu_engine="lmvGpuScaleDownBy2Gaussian5x5u8",
    remote=default_remote([dec_src, dec_dst], "srcWidth", "srcHeight", 8), frame_header=SCALE_H,
    frame="ilmvDecimate5x5Frame(ilmvDecimateRows{form}(), src, srcWidth, srcHeight, srcStride, dst, srcWidth / 2, "
          "srcHeight / 2, dstStride)")

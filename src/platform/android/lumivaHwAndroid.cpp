@@ -125,15 +125,18 @@ void closeDspSession()
 
 bool gpuPresent()
 {
-    return false;
+    return lmvHasGPU() == 1;
 }
 
 int createGpuSystem()
 {
-    return -1;
+    return lmvGpuCreateSystem(1);
 }
 
-void destroyGpuSystem() {}
+void destroyGpuSystem()
+{
+    lmvGpuDestroySystem();
+}
 
 void logUnitTime(const char* what, int64_t since)
 {
@@ -263,6 +266,7 @@ LMV_EXPORT uint32_t lmvAvailableHWComponent(lmvOperationMode mode)
     }
     // The shared-memory pair follows the units: the GPU's when it is up, else the DSP's;
     // with neither the pair in force stays.
+    if (mask & LUMIVA_HW_GPU) ilmvSetSharedAllocator(lmvSharedMemAllocG, lmvSharedMemFreeG);
     if ((mask & LUMIVA_HW_DSP) && !(mask & LUMIVA_HW_GPU)) {
         if (!gDspAllocatorReady) gDspAllocatorReady = lmvInitSharedMem_Xdsp() == 0;
         ilmvSetSharedAllocator(lmvSharedMemAllocX, lmvSharedMemFreeX);

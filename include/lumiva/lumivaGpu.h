@@ -1,0 +1,93 @@
+/* The GPU: the OpenCL system the mode calls create, memory the GPU works on without a copy,
+ * and the GPU engines.
+ *
+ * The library opens the system's OpenCL library with dlopen when a mode first asks for the
+ * GPU; where it is missing, or offers no platform of the vendor and device type the build
+ * accepts, hardware bit 0x20 stays clear and every operation runs on the CPU. The system
+ * (context, queue, the 110 kernel programs, a cache of 7 device buffers) is created once and
+ * lives until lmvCleanUp or lmvCleanupGPU. Programs are built from OpenCL C carried in the
+ * library (or from files of the same name in the build's kernel directory, which take
+ * precedence); built binaries are kept in memory and in the build's cache directory, so a
+ * later creation loads them instead of compiling.
+ *
+ * An engine works on memory from lmvSharedMemAllocG, each image starting at the block's
+ * first byte; it returns 0, or 396 for a pointer that is not such a block (or lies inside
+ * one), 397 for a bad argument or no GPU system, or an OpenCL error code - 400. Engines
+ * write nothing on failure. The G forms behind the dispatch tables run the SIMD form when
+ * their engine fails, so a dispatched call always gives the reference bytes.
+ *
+ * Threads: engines and the memory calls may run from any thread; creation and destruction,
+ * like mode calls, must not overlap with anything. */
+#ifndef LUMIVA_GPU_H
+#define LUMIVA_GPU_H
+
+#include "lumiva/lumivaTypes.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** 1 when the first OpenCL platform with a device of the accepted type belongs to the
+ *  accepted vendor, else 0 (no OpenCL library, no platform, no such device). */
+LMV_EXPORT int lmvHasGPU(void);
+/** Creates the GPU system; 1 on success (or when it already exists), 0 on failure. */
+LMV_EXPORT int lmvInitGPU(void);
+/** Destroys the GPU system (what lmvCleanUp does for the GPU). */
+LMV_EXPORT void lmvCleanupGPU(void);
+/** Creates the system: 0 on success or when it exists already (nothing is rebuilt), 397 for
+ *  a kernel entry without program data, 398 without a system record, 399 out of memory, or
+ *  the failing OpenCL code. Every failure is logged with its step. `devices` is unused (one
+ *  queue on the first device). */
+LMV_EXPORT int lmvGpuCreateSystem(int devices);
+/** Releases every program, kernel, cached buffer and image, the queue and the context.
+ *  Blocks from lmvSharedMemAllocG stay mapped for their owners and may still be freed. */
+LMV_EXPORT void lmvGpuDestroySystem(void);
+
+/** A block the GPU and the CPU share: page-rounded, at least page-aligned (so `alignment` up
+ *  to 4096 is met), backed by an OpenCL buffer over the same memory, listed so engines find
+ *  it. Null without a GPU system, for size 0, a larger alignment, or once 128 blocks live.
+ *  `flags` is reserved (0). */
+LMV_EXPORT void* lmvGpuMemAllocPro(size_t size, size_t alignment, uint32_t flags);
+/** Frees a block of lmvGpuMemAllocPro: 0, or -1 (nothing done) for any other pointer. */
+LMV_EXPORT int lmvGpuMemFree(void* block);
+/** lmvGpuMemAllocPro(size, alignment, 0): the GPU's half of the shared-memory pair. */
+LMV_EXPORT void* lmvSharedMemAllocG(size_t size, size_t alignment);
+/** lmvGpuMemFree(block). */
+LMV_EXPORT int lmvSharedMemFreeG(void* block);
+
+/* ---- Engines ------------------------------------------------------------------------------
+ * Each computes exactly what the operation of the same name computes (see its header), on
+ * blocks from lmvSharedMemAllocG; strides in bytes, 0 meaning packed. */
+
+/** lmvColorRGB888ToGrayu8 on the GPU; two pixels per work item when the width is even. */
+LMV_EXPORT int lmvGpuColorRGB888ToGrayu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                         uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+/** lmvColorRGB888toYCrCbu8_v2 on the GPU; dst may equal src. */
+LMV_EXPORT int lmvGpuColorRGB888toYCrCbu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                          uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+/** lmvColorYCrCb420PseudoPlanarToRGB8888u8 on the GPU. */
+LMV_EXPORT int lmvGpuColorYCrCb420PseudoPlanarToRGB8888u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                                          uint32_t srcYStride, uint32_t srcCStride, uint8_t* dst,
+                                                          uint32_t dstStride);
+/** The 8x8 block decoders on the GPU (lmvColorYCrCbH1V1toRGB888u8 and its siblings). */
+LMV_EXPORT int lmvGpuColorYCrCbH1V1toRGB888u8(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst);
+LMV_EXPORT int lmvGpuColorYCrCbH1V2toRGB888u8(const uint8_t* ysrc, uint32_t width, uint32_t height, uint8_t* dst);
+LMV_EXPORT int lmvGpuColorYCrCbH2V1toRGB888u8(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst);
+LMV_EXPORT int lmvGpuColorYCrCbH2V2toRGB888u8(const uint8_t* y_src, uint32_t width, uint32_t height, uint8_t* dst);
+/** lmvColorYUV420toRGB565u8 on the GPU. */
+LMV_EXPORT int lmvGpuColorYUV420toRGB565u8(const uint8_t* src, uint32_t width, uint32_t height, uint16_t* dst);
+/** lmvFilterGaussian3x3u8_v2 on the GPU; dst must differ from src (397). */
+LMV_EXPORT int lmvGpuFilterGaussian3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                         uint32_t srcStride, uint8_t* dst, uint32_t dstStride, int32_t blurBorder);
+/** lmvImageDiffs16 on the GPU; dst may equal either source. */
+LMV_EXPORT int lmvGpuImageDiffs16(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
+                                  uint32_t srcStride, int16_t* dst, uint32_t dstStride);
+/** lmvScaleDownBy2Gaussian5x5u8_v2 on the GPU; dst must differ from src (397). */
+LMV_EXPORT int lmvGpuScaleDownBy2Gaussian5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                               uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

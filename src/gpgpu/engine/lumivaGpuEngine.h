@@ -1,0 +1,83 @@
+// The frame every GPU engine runs on. An engine is data: its kernel's table index, the
+// images it reads and writes (each a shared block's first byte and the bytes the kernel
+// reaches through it), its argument list and the texts of its messages. The frame does the
+// rest in one order: create the kernel, find the blocks, hand them to the device, set the
+// arguments, run and wait, give the blocks back to the CPU, release.
+#ifndef LUMIVA_GPU_ENGINE_H
+#define LUMIVA_GPU_ENGINE_H
+
+#include "gpgpu/engine/lumivaGpu.h"
+#include "lumivaGpuKernelIndex.h"
+
+#include <cstdint>
+
+// Messages of one engine: its source path and the word its texts name it by
+// ("Failed to unmap <what> mem obj.", "Failed to setup <what> kernel argments N.",
+// "Failed to run <what> kernel!").
+struct ILMV_GPU_ENGINE {
+    const char* path;
+    const char* what;
+};
+
+constexpr int ILMV_GPU_MAX_IMAGES = 3;
+constexpr int ILMV_GPU_MAX_ARGS = 12;
+
+// One kernel argument: an image (by its place in the call's image list) or a 32-bit value.
+struct ILMV_GPU_ARG {
+    int image;  // -1 for a value
+    uint32_t value;
+};
+
+inline ILMV_GPU_ARG ilmvGpuImageArg(int image)
+{
+    return {image, 0};
+}
+
+inline ILMV_GPU_ARG ilmvGpuValue(uint32_t value)
+{
+    return {-1, value};
+}
+
+inline ILMV_GPU_ARG ilmvGpuValue(int32_t value)
+{
+    return {-1, static_cast<uint32_t>(value)};
+}
+
+struct ILMV_GPU_IMAGE {
+    const void* host;  // a shared block's first byte
+    uint64_t span;     // bytes the kernel reaches from it
+};
+
+struct ILMV_GPU_CALL {
+    const ILMV_GPU_ENGINE* engine;
+    int kernel;
+    ILMV_GPU_IMAGE images[ILMV_GPU_MAX_IMAGES];
+    int imageCount;
+    ILMV_GPU_ARG args[ILMV_GPU_MAX_ARGS];
+    int argCount;
+    size_t global[2];  // work items in x and y; the driver chooses the group size
+};
+
+// Runs the call: 0, 396 (an image not a registered block's start), 397 (no system, a span
+// beyond its block, an empty work size, or argument 0 refused) or an OpenCL code - 400.
+int ilmvGpuRun(const ILMV_GPU_CALL& call);
+
+// (rows - 1) strides and one row: the bytes an image reaches, 0 for an empty image.
+inline uint64_t ilmvGpuSpan(uint64_t rows, uint64_t stride, uint64_t rowBytes)
+{
+    return rows ? (rows - 1) * stride + rowBytes : 0;
+}
+
+// Sizes a kernel can index with its 32-bit signed coordinates.
+inline bool ilmvGpuSizesFit(uint32_t width, uint32_t height)
+{
+    return width && height && width <= 0x7FFFFFFFu && height <= 0x7FFFFFFFu;
+}
+
+// A stride's value: the packed row when 0.
+inline uint32_t ilmvGpuStride(uint32_t stride, uint64_t rowBytes)
+{
+    return stride ? stride : static_cast<uint32_t>(rowBytes);
+}
+
+#endif

@@ -1,0 +1,22 @@
+// The 3x3 Gaussian: one work item per pixel. Interior pixels take
+// (c(x-1) + 2c(x) + c(x+1)) >> 4 over column sums c = p(y-1) + 2p(y) + p(y+1); border pixels
+// are written only when blurBorder is 1, with the kernel restricted to the image and
+// divided, truncating, by the weights it used.
+__kernel void Gaussian3x3u8(__global const uchar* src, __global uchar* dst, uint width, uint height, uint srcStride,
+                            uint dstStride, int blurBorder)
+{
+    const int x = get_global_id(0), y = get_global_id(1);
+    const int w = width, h = height;
+    const bool border = x == 0 || y == 0 || x == w - 1 || y == h - 1;
+    if (border && blurBorder != 1) return;
+    int sum = 0, weights = 0;
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx) {
+            const int yy = y + dy, xx = x + dx;
+            if (yy < 0 || xx < 0 || yy >= h || xx >= w) continue;
+            const int k = (dx ? 1 : 2) * (dy ? 1 : 2);
+            sum += k * src[yy * srcStride + xx];
+            weights += k;
+        }
+    dst[y * dstStride + x] = (uchar)(border ? sum / weights : sum >> 4);
+}
