@@ -1,0 +1,621 @@
+// The GPU runtime and engines on a real OpenCL implementation (PoCL's CPU device on hosts):
+// the runtime's tables, creation and its binary cache, the caches and shared blocks, every
+// G form against the reference form bit for bit, the modes that choose the GPU, and the
+// same modes on a host without OpenCL, where everything must still give the SIMD bytes.
+#include "gpgpu/engine/lumivaGpu.h"
+#include "gpgpu/engine/lumivaGpuEngine.h"
+#include "lumivaCaseHarness.h"
+#include "lumivaKernels.h"
+#include "lumivaTestSupport.h"
+#include "platform/lumivaHardware.h"
+#include "xdsp_rpc/multi_domains/lumivaX5.h"
+
+#include "lumivaOpCases.inc"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <random>
+#include <set>
+#include <thread>
+
+namespace {
+
+constexpr int32_t kAllGpu = static_cast<int32_t>(0x80000020u);
+
+// Whether this build should find a GPU: a host build that accepts a platform.
+bool gpuExpected()
+{
+#ifdef LUMIVA_TEST_EXPECT_GPU
+    return true;
+#else
+    return false;
+#endif
+}
+
+class Gpu : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ilmvSetPlatformPrefixes("lmvsim");
+        ilmvHostSetProperty("ro.board.platform", "lmvsim");
+        ilmvX5SetLibraries("liblumiva_no_stub.so", "liblumiva_no_link.so");  // the DSP stays out of these tests
+        ilmvGpuSetCacheDirectory(LUMIVA_TEST_GPU_CACHE);
+    }
+
+    void TearDown() override
+    {
+        lmvCleanUp();
+        ilmvGpuOverrideEntry(-1, nullptr);
+        ilmvGpuSetKernelDirectory(nullptr);
+        ilmvGpuSetAcceptedPlatform(nullptr, 0);
+        ilmvGpuSetLibraries(nullptr);
+        ilmvX5SetLibraries("liblumivadsp_stub.so", "libdsplink.so");
+        ilmvHostClearProperties();
+        ilmvSetPlatformPrefixes(nullptr);
+        lmvSetOperationMode(LUMIVA_OP_CPU_PERFORMANCE);
+    }
+
+    // Creates the system or skips the test on a build that has no GPU to find.
+    bool created()
+    {
+        if (!gpuExpected()) return false;
+        EXPECT_EQ(1, lmvHasGPU());
+        EXPECT_EQ(0, lmvGpuCreateSystem(1));
+        return ilmvGpuSystem() && ilmvGpuSystem()->initialised;
+    }
+};
+
+#define REQUIRE_GPU()                                     \
+    do {                                                  \
+        if (!created()) GTEST_SKIP() << "no GPU expected"; \
+    } while (0)
+
+// ---- Runtime data -------------------------------------------------------------------------
+
+TEST(GpuRuntimeData, WorkSizesFollowTheirTables)
+{
+    struct Row {
+        uint32_t n, a, b;
+        int result;
+    };
+    const Row rows[] = {{0, 1, 1, 8},  {2, 1, 1, 8},  {3, 1, 1, 8},  {4, 2, 2, 0},  {7, 2, 2, 0},  {8, 4, 2, 0},
+                        {11, 4, 2, 0}, {12, 3, 4, 0}, {15, 3, 4, 0}, {16, 4, 4, 0}, {23, 4, 4, 0}, {24, 6, 4, 0},
+                        {31, 6, 4, 0}, {32, 8, 4, 0}, {47, 8, 4, 0}, {48, 6, 8, 0}, {63, 6, 8, 0}, {64, 8, 8, 0},
+                        {1000, 8, 8, 0}};
+    for (const Row& r : rows) {
+        uint32_t a = 99, b = 99;
+        EXPECT_EQ(r.result, _gpuSetLocalWorkSize(r.n, &a, &b)) << r.n;
+        EXPECT_EQ(r.a, a) << r.n;
+        EXPECT_EQ(r.b, b) << r.n;
+    }
+    const uint32_t oneD[][2] = {{0, 2}, {3, 2}, {4, 4}, {5, 8}, {8, 8}, {9, 16}, {16, 16}, {17, 32}, {63, 32}, {64, 64}};
+    for (const auto& r : oneD) {
+        uint32_t size = 0;
+        _gpuCreateGroupSize1D(r[0], &size);
+        EXPECT_EQ(r[1], size) << r[0];
+    }
+    uint32_t x = 16, y = 8;
+    EXPECT_EQ(0, _gpuCreateGroupSize2D(64, &x, &y));
+    EXPECT_EQ(8u, x);
+    x = 4, y = 8;
+    EXPECT_EQ(0, _gpuCreateGroupSize2D(64, &x, &y));
+    EXPECT_EQ(4u, x);
+    x = 1, y = 65;
+    EXPECT_EQ(-1, _gpuCreateGroupSize2D(64, &x, &y));
+}
+
+TEST(GpuRuntimeData, OptionTextsConcatenateTheMaskBitsInOrder)
+{
+    char text[512];
+    EXPECT_EQ(0u, ilmvGpuOptionText(0, text, sizeof text));
+    EXPECT_STREQ("", text);
+    const std::string relaxed = " -cl-fast-relaxed-math";
+    EXPECT_EQ(relaxed.size() + 1, ilmvGpuOptionText(1, text, sizeof text));
+    EXPECT_EQ(relaxed, text);
+    const std::string both = " -cl-fast-relaxed-math -D USETEXTURE -cl-unsafe-math-optimizations";
+    EXPECT_EQ(both.size() + 1, ilmvGpuOptionText(0x102, text, sizeof text));
+    EXPECT_EQ(both, text);
+    ilmvGpuOptionText(0x3FF, text, sizeof text);
+    EXPECT_EQ(0u, std::string(text).find(relaxed + relaxed + " -D USETEXTURE -cl-single-precision-constant"));
+    EXPECT_NE(std::string::npos, std::string(text).rfind(" -cl-finite-math-only"));
+}
+
+TEST(GpuRuntimeData, TheKernelTableHas110NamedEntriesInTheirFixedPlaces)
+{
+    const char* const firstNine[] = {"FilterErode3x3u8C", "FilterErode3x3u8C_small", "vskGpuScaleDownMNu8",
+                                     "ImageDiffs16",      "harrisC_ixy",             "harrisC_gs1",
+                                     "harrisC_gs2",       "harrisCResp",             "HistPartialStep1"};
+    const uint32_t masks[] = {2, 2, 2, 2, 2, 2, 2, 0, 2};
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_STREQ(firstNine[i], ilmvGpuKernelSources[i].name);
+        EXPECT_EQ(masks[i], ilmvGpuKernelSources[i].mask);
+    }
+    EXPECT_STREQ("Threshold_2", ilmvGpuKernelSources[101].name);
+    EXPECT_STREQ("Threshold_16", ilmvGpuKernelSources[102].name);
+    EXPECT_EQ(nullptr, ilmvGpuKernelSources[ILMV_GPU_KERNELS].name);
+    std::set<std::string> names;
+    int real = 0;
+    for (int i = 0; i < ILMV_GPU_KERNELS; ++i) {
+        const ILMV_GPU_KERNEL_SOURCE& e = ilmvGpuKernelSources[i];
+        ASSERT_NE(nullptr, e.name) << i;
+        ASSERT_TRUE(e.source && *e.source) << e.name;
+        EXPECT_TRUE(names.insert(e.name).second) << e.name;
+        EXPECT_NE(nullptr, std::strstr(e.source, (std::string("__kernel void ") + e.name + "(").c_str())) << e.name;
+        if (e.reserved)
+            EXPECT_EQ(std::string("__kernel void ") + e.name + "(void)\n{\n}\n", e.source);
+        else
+            ++real;
+    }
+    EXPECT_EQ(12, real);
+}
+
+// The engines built so far use real programs only.
+TEST(GpuRuntimeData, NoBuiltEngineUsesAReservedEntry)
+{
+    const int used[] = {ILMV_GPU_K_convertRgb2Gray,
+                        ILMV_GPU_K_convertRgb2Gray2,
+                        ILMV_GPU_K_RGB888toYCrCbu8,
+                        ILMV_GPU_K_convertYCrCbH1V1toRGB888,
+                        ILMV_GPU_K_YCrCbH1V2toRGB888u8,
+                        ILMV_GPU_K_YCrCbH2V1toRGB888u8,
+                        ILMV_GPU_K_convertYCrCbH2V2toRGB888,
+                        ILMV_GPU_K_YCrCb420PseudoPlanarToRGBA8888u8,
+                        ILMV_GPU_K_YUV420toRGB565u8,
+                        ILMV_GPU_K_Gaussian3x3u8,
+                        ILMV_GPU_K_ImageDiffs16,
+                        ILMV_GPU_K_ScaleDownBy2Gaussianu8};
+    for (int index : used) EXPECT_FALSE(ilmvGpuKernelSources[index].reserved) << ilmvGpuKernelSources[index].name;
+}
+
+TEST(GpuRuntimeData, CacheMaintenanceRefusesARecordWithoutMemory)
+{
+    LogCapture log;
+    EXPECT_EQ(-1, apr_pmem_cache_ops_start(nullptr));
+    apr_pmem_record empty{};
+    EXPECT_EQ(-1, apr_pmem_cache_ops_end(&empty));
+    bool started = false, ended = false;
+    for (const LogLine& l : log.lines()) {
+        started |= l.text.find("apr_pmem_cache_ops_start failed because buffer is NULL") != std::string::npos;
+        ended |= l.text.find("apr_pmem_cache_ops_end failed because buffer is NULL") != std::string::npos;
+    }
+    EXPECT_TRUE(started && ended);
+}
+
+TEST(GpuRuntimeDeathTest, AKernelIndexBeyondTheTableStopsTheProcess)
+{
+    EXPECT_EQ(nullptr, _gpuCreateKernel(111, nullptr));  // nothing created: nothing to check
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    ilmvGpuSetCacheDirectory(LUMIVA_TEST_GPU_CACHE);
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    cl_int code = CL_SUCCESS;
+    EXPECT_EQ(nullptr, _gpuCreateKernel(110, &code));  // the empty entry after the table
+    EXPECT_NE(CL_SUCCESS, code);
+    EXPECT_NE(nullptr, _gpuCreateKernel(109, &code));
+    EXPECT_DEATH(_gpuCreateKernel(111, &code), "");
+    lmvGpuDestroySystem();
+}
+
+// ---- Finding the GPU ----------------------------------------------------------------------
+
+TEST_F(Gpu, AMissingOrIncompleteLibraryMeansNoGpu)
+{
+    LogCapture log;
+    ilmvGpuSetLibraries("liblumiva_no_opencl.so");
+    EXPECT_EQ(0, lmvHasGPU());
+    EXPECT_EQ(0, lmvInitGPU());
+    ilmvGpuSetLibraries("libc.so.6");  // opens, but has no OpenCL entry points
+    EXPECT_EQ(0, lmvHasGPU());
+    int lines = 0;
+    for (const LogLine& l : log.lines()) lines += l.text.find("OpenCL not available") != std::string::npos;
+    EXPECT_EQ(2, lines);
+    EXPECT_FALSE(lmvAvailableHardware(kAllGpu) & LUMIVA_HW_GPU);
+}
+
+TEST_F(Gpu, OnlyTheAcceptedVendorAndDeviceTypeCount)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    EXPECT_EQ(1, lmvHasGPU());
+    ilmvGpuSetAcceptedPlatform("Another vendor", ilmvGpuAcceptedType());
+    EXPECT_EQ(0, lmvHasGPU());
+    ilmvGpuSetAcceptedPlatform(nullptr, CL_DEVICE_TYPE_GPU);  // the CPU device is no GPU
+    EXPECT_EQ(0, lmvHasGPU());
+    ilmvGpuSetAcceptedPlatform("", 0);  // an empty vendor accepts nothing
+    EXPECT_EQ(0, lmvHasGPU());
+}
+
+// ---- Creation -----------------------------------------------------------------------------
+
+TEST_F(Gpu, CreationFromTheCacheIsQuickAndASecondCreationRebuildsNothing)
+{
+    REQUIRE_GPU();
+    lmvGpuDestroySystem();
+    ilmvGpuForgetBinaries();  // from the directory, as a new process would
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_LT(seconds, 0.5);
+    EXPECT_EQ(ILMV_GPU_KERNELS, ilmvGpuStats().programsFromCache);
+    const cl_context context = ilmvGpuSystem()->context;
+    EXPECT_EQ(0, lmvGpuCreateSystem(1));
+    EXPECT_EQ(context, ilmvGpuSystem()->context);
+    EXPECT_EQ(1, lmvInitGPU());
+}
+
+TEST_F(Gpu, AnEmptyEntryFailsCreationWith397)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    LogCapture log;
+    ilmvGpuOverrideEntry(57, nullptr);
+    EXPECT_EQ(397, lmvGpuCreateSystem(1));
+    EXPECT_FALSE(ilmvGpuSystem()->initialised);
+    bool reported = false;
+    for (const LogLine& l : log.lines()) reported |= l.text.find("Error in create kernel with empty content:") != std::string::npos;
+    EXPECT_TRUE(reported);
+    ilmvGpuOverrideEntry(-1, nullptr);
+    EXPECT_EQ(0, lmvGpuCreateSystem(1));
+}
+
+TEST_F(Gpu, ABuildFailureIsReportedWithItsLog)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    LogCapture log;
+    ilmvGpuOverrideEntry(105, "__kernel void spare_105(void) { this is not OpenCL C }\n");
+    const int code = lmvGpuCreateSystem(1);
+    EXPECT_EQ(CL_BUILD_PROGRAM_FAILURE, code);
+    bool reported = false, withLog = false;
+    for (const LogLine& l : log.lines()) {
+        reported |= l.text.find("Return code -11 in creating kernel spare_105:") != std::string::npos;
+        withLog |= l.text.find("error") != std::string::npos;
+    }
+    EXPECT_TRUE(reported);
+    EXPECT_TRUE(withLog);
+}
+
+TEST_F(Gpu, KernelFilesTakePrecedenceAndAStaleBinaryIsRebuilt)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    char dir[] = "/tmp/lmvgpu-XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(dir));
+    const std::string kernels = std::string(dir) + "/kernels/", cache = std::string(dir) + "/cache";
+    mkdir(kernels.c_str(), 0700);
+    std::ofstream(kernels + "spare_106.cl") << "__kernel void spare_106(void) { }\n";
+    ilmvGpuSetKernelDirectory(kernels.c_str());
+    ilmvGpuSetCacheDirectory(cache.c_str());
+    ilmvGpuForgetBinaries();
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    EXPECT_EQ(1, ilmvGpuStats().programsFromFiles);
+    lmvGpuDestroySystem();
+    // Every cached binary spoiled: each is rebuilt from source, and the creation succeeds.
+    ilmvGpuForgetBinaries();
+    int spoiled = 0;
+    if (DIR* d = opendir(cache.c_str())) {
+        while (dirent* e = readdir(d)) {
+            if (e->d_name[0] == '.') continue;
+            std::ofstream(cache + "/" + e->d_name, std::ios::trunc) << "not a binary";
+            ++spoiled;
+        }
+        closedir(d);
+    }
+    ASSERT_GT(spoiled, 0);
+    LogCapture log;
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    EXPECT_EQ(spoiled, ilmvGpuStats().rebuiltStale);  // one per distinct program
+    bool retried = false;
+    for (const LogLine& l : log.lines()) retried |= l.text.find("Retry building programs ... OK") != std::string::npos;
+    EXPECT_TRUE(retried);
+    lmvGpuDestroySystem();
+    std::system((std::string("rm -rf ") + dir).c_str());
+}
+
+// ---- Caches and shared blocks ---------------------------------------------------------------
+
+TEST_F(Gpu, TheBufferCacheGivesTheFirstFitAndBuffersBeyondIt)
+{
+    ILMV_GPU_BUFFER_OBJECT none;
+    _gpuGetBufferObjectFromCache(&none, 100);
+    EXPECT_EQ(nullptr, none.object);  // no system: all zeros
+    REQUIRE_GPU();
+    ILMV_GPU_BUFFER_OBJECT big;
+    _gpuGetBufferObjectFromCache(&big, 5000000);
+    EXPECT_EQ(34560u * 1024, big.size);
+    EXPECT_EQ(2u, big.state);
+    ILMV_GPU_BUFFER_OBJECT small[5];
+    for (auto& b : small) _gpuGetBufferObjectFromCache(&b, 1000);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(4196u * 1024, small[i].size);
+    EXPECT_EQ(34560u * 1024, small[4].size);  // the small ones are taken
+    ILMV_GPU_BUFFER_OBJECT huge;
+    _gpuGetBufferObjectFromCache(&huge, 34560u * 1024 + 1);
+    ASSERT_NE(nullptr, huge.object);
+    EXPECT_EQ(34560u * 1024 + 1, huge.size);
+    _gpuReleaseSingleBufferObjectFromCache(&huge);
+    _gpuReleaseSingleBufferObjectFromCache(&small[0]);
+    ILMV_GPU_BUFFER_OBJECT again;
+    _gpuGetBufferObjectFromCache(&again, 1000);
+    EXPECT_EQ(4196u * 1024, again.size);
+}
+
+TEST_F(Gpu, TheImageCacheKeepsImagesOfAFormat)
+{
+    ILMV_GPU_IMAGE_OBJECT none;
+    _gpuGetImageObjectFromCache(&none, 8, 8, CL_RGBA, CL_UNSIGNED_INT8);
+    EXPECT_EQ(nullptr, none.object);
+    EXPECT_EQ(CL_RGBA, none.order);
+    EXPECT_EQ(CL_UNSIGNED_INT8, none.type);
+    REQUIRE_GPU();
+    ILMV_GPU_IMAGE_OBJECT a;
+    _gpuGetImageObjectFromCache(&a, 64, 32, CL_RGBA, CL_UNSIGNED_INT8);
+    ASSERT_NE(nullptr, a.object);
+    const cl_mem first = a.object;
+    _gpuReleaseSingleImageObjectFromCache(&a);
+    ILMV_GPU_IMAGE_OBJECT b;
+    _gpuGetImageObjectFromCache(&b, 32, 16, CL_RGBA, CL_UNSIGNED_INT8);
+    EXPECT_EQ(first, b.object);  // a free, large enough image of the format is reused
+    _gpuReleaseSingleImageObjectFromCache(&b);
+}
+
+TEST_F(Gpu, SharedBlocksArePagesListedUpTo128AndFreedWhicheverPairIsInForce)
+{
+    EXPECT_EQ(nullptr, lmvSharedMemAllocG(100, 16));  // no system
+    REQUIRE_GPU();
+    std::vector<void*> blocks;
+    for (int i = 0; i < 128; ++i) {
+        void* p = lmvSharedMemAllocG(100, 64);
+        ASSERT_NE(nullptr, p) << i;
+        EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(p) % 4096);
+        blocks.push_back(p);
+    }
+    EXPECT_EQ(nullptr, lmvSharedMemAllocG(100, 64));
+    EXPECT_EQ(nullptr, lmvSharedMemAllocG(0, 64));
+    EXPECT_EQ(nullptr, lmvSharedMemAllocG(100, 8192));
+    int foreign = 0;
+    EXPECT_EQ(-1, lmvSharedMemFreeG(&foreign));
+    EXPECT_EQ(-1, lmvSharedMemFreeG(static_cast<uint8_t*>(blocks[0]) + 16));  // interior
+    for (size_t i = 0; i < 64; ++i) EXPECT_EQ(0, lmvSharedMemFreeG(blocks[i]));
+    EXPECT_EQ(-1, lmvSharedMemFreeG(blocks[0]));  // twice
+    // The rest outlive the system and go back through lmvMemFree with no pair in force.
+    lmvGpuDestroySystem();
+    for (size_t i = 64; i < blocks.size(); ++i) lmvMemFree(blocks[i]);
+    EXPECT_EQ(-1, lmvSharedMemFreeG(blocks[100]));
+}
+
+// ---- Engines against the reference form ---------------------------------------------------
+
+// Every G form in the generated cases, on blocks from lmvSharedMemAllocG: packed and padded
+// rows run on the GPU; unaligned rows start inside a block, so the engine declines and the
+// SIMD form runs, which must give the same bytes as well.
+TEST_F(Gpu, EveryGFormGivesTheReferenceBytes)
+{
+    REQUIRE_GPU();
+    ilmvCaseAllocator heap = ilmvCaseMemory();
+    ilmvCaseMemory() = {[](size_t n) { return lmvSharedMemAllocG(n, 64); }, [](void* p) { lmvSharedMemFreeG(p); }};
+    const uint64_t before = ilmvGpuStats().engineRuns;
+    int forms = 0;
+    for (const ilmvOpCase& op : kOpCases) {
+        if (!op.runGpu) continue;
+        ++forms;
+        for (Layout layout : {Layout::kPacked, Layout::kPadded, Layout::kPackedUnaligned})
+            for (uint32_t w : {op.minWidth, op.minWidth + 1, 16u, 37u, 64u})
+                for (uint32_t h : {1u, 2u, 7u, 16u}) {
+                    SCOPED_TRACE(std::string(op.name) + " " + std::to_string(w) + "x" + std::to_string(h));
+                    ilmvCase c(w, h, layout, w * 131 + h);
+                    op.runGpu(c);
+                }
+    }
+    ilmvCaseMemory() = heap;
+    EXPECT_EQ(5, forms);
+    EXPECT_GT(ilmvGpuStats().engineRuns, before + 100);  // most of the 200 aligned cases ran on the GPU
+}
+
+// Shared blocks of random bytes, each image at a block's start.
+struct Blocks {
+    std::vector<void*> blocks;
+    uint8_t* make(size_t n, uint32_t seed)
+    {
+        auto* p = static_cast<uint8_t*>(lmvSharedMemAllocG(n, 64));
+        std::mt19937 rng(seed);
+        for (size_t i = 0; i < n && p; ++i) p[i] = static_cast<uint8_t>(rng());
+        blocks.push_back(p);
+        return p;
+    }
+    ~Blocks()
+    {
+        for (void* p : blocks) lmvSharedMemFreeG(p);
+    }
+};
+
+// The forms without generated cases: blocks, semi-planar and YUV conversions, the packed
+// decimation; the G form against the reference form on the same input.
+TEST_F(Gpu, ConversionsOfWholeFramesGiveTheReferenceBytes)
+{
+    REQUIRE_GPU();
+    const uint64_t before = ilmvGpuStats().engineRuns;
+    int runs = 0;
+    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{16, 16}, {40, 24}, {37, 19}, {64, 48}}) {
+        SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
+        Blocks b;
+        const size_t pixels = size_t(w) * h;
+        using BlockFn = void (*)(const uint8_t*, uint32_t, uint32_t, uint8_t*);
+        const std::pair<BlockFn, BlockFn> decoders[] = {
+            {lmvColorYCrCbH1V1toRGB888u8C, lmvColorYCrCbH1V1toRGB888u8G},
+            {lmvColorYCrCbH1V2toRGB888u8C, lmvColorYCrCbH1V2toRGB888u8G},
+            {lmvColorYCrCbH2V1toRGB888u8C, lmvColorYCrCbH2V1toRGB888u8G},
+            {lmvColorYCrCbH2V2toRGB888u8C, lmvColorYCrCbH2V2toRGB888u8G}};
+        // Enough units for the densest sampling, 8x8 pixels in 192 bytes.
+        const uint8_t* units = b.make(((h + 7) / 8) * ((w + 7) / 8) * 192, 1);
+        for (auto [reference, gpu] : decoders) {
+            uint8_t* expected = b.make(pixels * 3, 2);
+            uint8_t* got = b.make(pixels * 3, 3);
+            reference(units, w, h, expected);
+            gpu(units, w, h, got);
+            EXPECT_EQ(0, std::memcmp(expected, got, pixels * 3));
+            ++runs;
+        }
+        const uint8_t* yuv = b.make(pixels + size_t(w) * ((h + 1) / 2) + 1, 4);
+        uint16_t* rgb565[2] = {reinterpret_cast<uint16_t*>(b.make(pixels * 2, 5)),
+                               reinterpret_cast<uint16_t*>(b.make(pixels * 2, 6))};
+        lmvColorYUV420toRGB565u8C(yuv, w, h, rgb565[0]);
+        lmvColorYUV420toRGB565u8G(yuv, w, h, rgb565[1]);
+        EXPECT_EQ(0, std::memcmp(rgb565[0], rgb565[1], pixels * 2));
+        const uint32_t yStride = w + 3, cStride = w + 5, dstStride = 4 * w + 8;
+        const uint8_t* semi = b.make(size_t(yStride) * h + size_t(cStride) * ((h + 1) / 2), 7);
+        uint8_t* rgba[2] = {b.make(size_t(dstStride) * h, 8), b.make(size_t(dstStride) * h, 8)};
+        lmvColorYCrCb420PseudoPlanarToRGB8888u8C(semi, w, h, yStride, cStride, rgba[0], dstStride);
+        lmvColorYCrCb420PseudoPlanarToRGB8888u8G(semi, w, h, yStride, cStride, rgba[1], dstStride);
+        EXPECT_EQ(0, std::memcmp(rgba[0], rgba[1], size_t(dstStride) * h));
+        const uint8_t* image = b.make(pixels, 9);
+        uint8_t* half[2] = {b.make(pixels / 4 + 1, 10), b.make(pixels / 4 + 1, 10)};
+        lmvScaleDownBy2Gaussian5x5u8C(image, w, h, half[0]);
+        lmvScaleDownBy2Gaussian5x5u8G(image, w, h, half[1]);
+        EXPECT_EQ(0, std::memcmp(half[0], half[1], pixels / 4 + 1));
+        runs += 3;
+    }
+    EXPECT_EQ(before + runs, ilmvGpuStats().engineRuns);
+}
+
+TEST_F(Gpu, InPlaceFormsWorkOnOneBlockAndNeighbourhoodFormsDecline)
+{
+    REQUIRE_GPU();
+    Blocks b;
+    const uint32_t w = 32, h = 8;
+    uint8_t* rgb = b.make(w * h * 3, 11);
+    std::vector<uint8_t> expected(w * h * 3);
+    lmvColorRGB888toYCrCbu8C(rgb, w, h, 0, expected.data(), 0);
+    EXPECT_EQ(0, lmvGpuColorRGB888toYCrCbu8(rgb, w, h, 0, rgb, 0));
+    EXPECT_EQ(0, std::memcmp(expected.data(), rgb, expected.size()));
+    uint8_t* grey = b.make(w * h, 12);
+    EXPECT_EQ(397, lmvGpuFilterGaussian3x3u8(grey, w, h, 0, grey, 0, 1));
+    EXPECT_EQ(397, lmvGpuScaleDownBy2Gaussian5x5u8(grey, w, h, 0, grey, 0));
+}
+
+TEST_F(Gpu, PointersThatAreNotBlockStartsAreRefusedAndNothingIsWritten)
+{
+    REQUIRE_GPU();
+    Blocks b;
+    const uint32_t w = 32, h = 8;
+    uint8_t* rgb = b.make(w * h * 3, 13);
+    uint8_t* grey = b.make(w * h + 64, 14);
+    std::vector<uint8_t> heap(w * h, 0xAB), before(grey, grey + w * h + 64);
+    EXPECT_EQ(396, lmvGpuColorRGB888ToGrayu8(rgb, w, h, 0, heap.data(), 0));
+    EXPECT_EQ(396, lmvGpuColorRGB888ToGrayu8(rgb + 16, w, h, 0, grey, 0));      // interior source
+    EXPECT_EQ(396, lmvGpuColorRGB888ToGrayu8(rgb, w, h, 0, grey + 64, 0));      // interior destination
+    EXPECT_EQ(397, lmvGpuColorRGB888ToGrayu8(rgb, w, h * 100, 0, grey, 0));     // beyond the block
+    EXPECT_EQ(397, lmvGpuColorRGB888ToGrayu8(rgb, 0, h, 0, grey, 0));
+    EXPECT_TRUE(std::all_of(heap.begin(), heap.end(), [](uint8_t v) { return v == 0xAB; }));
+    EXPECT_EQ(0, std::memcmp(before.data(), grey, before.size()));
+    // The dispatched form still gives the reference bytes for the heap destination.
+    std::vector<uint8_t> expected(w * h);
+    lmvColorRGB888ToGrayu8C(rgb, w, h, 0, expected.data(), 0);
+    lmvColorRGB888ToGrayu8G(rgb, w, h, 0, heap.data(), 0);
+    EXPECT_EQ(expected, heap);
+}
+
+// ---- Modes --------------------------------------------------------------------------------
+
+// The GPU slots of a mode give the reference bytes with or without a GPU; with one they run
+// there.
+void expectGreyAndGaussianOnTheGpuWhen(bool gpu)
+{
+    const uint32_t w = 64, h = 32;
+    auto* rgb = static_cast<uint8_t*>(lmvMemAlloc(w * h * 3, 64));
+    auto* grey = static_cast<uint8_t*>(lmvMemAlloc(w * h, 64));
+    auto* blurred = static_cast<uint8_t*>(lmvMemAlloc(w * h, 64));
+    std::mt19937 rng(5);
+    for (uint32_t i = 0; i < w * h * 3; ++i) rgb[i] = static_cast<uint8_t>(rng());
+    std::memset(blurred, 0, w * h);
+    std::vector<uint8_t> expectedGrey(w * h), expectedBlur(w * h, 0);
+    lmvColorRGB888ToGrayu8C(rgb, w, h, 0, expectedGrey.data(), 0);
+    lmvFilterGaussian3x3u8C(expectedGrey.data(), w, h, 0, expectedBlur.data(), 0, 1);
+    const uint64_t before = ilmvGpuStats().engineRuns;
+    lmvColorRGB888ToGrayu8(rgb, w, h, 0, grey, 0);
+    lmvFilterGaussian3x3u8_v2(grey, w, h, 0, blurred, 0, 1);
+    EXPECT_EQ(0, std::memcmp(expectedGrey.data(), grey, w * h));
+    EXPECT_EQ(0, std::memcmp(expectedBlur.data(), blurred, w * h));
+    EXPECT_EQ(before + (gpu ? 2 : 0), ilmvGpuStats().engineRuns);
+    lmvMemFree(rgb);
+    lmvMemFree(grey);
+    lmvMemFree(blurred);
+}
+
+TEST_F(Gpu, TheGpuModesRunTheGpuSlotsThereWithOrWithoutAGpu)
+{
+    for (int32_t mode : {kAllGpu, int32_t(LUMIVA_OP_CPU_OFFLOAD)}) {
+        SCOPED_TRACE(mode);
+        ASSERT_EQ(0, lmvSetOperationMode(mode));
+        EXPECT_EQ(LMV_IMPL_G, lmvImplTable[LMV_API_lmvColorRGB888ToGrayu8]);
+        EXPECT_EQ(LMV_IMPL_G, lmvImplTable[LMV_API_lmvFilterGaussian3x3u8]);
+        EXPECT_TRUE(lmvIsPresentImpl[LMV_API_lmvColorRGB888ToGrayu8] & LMV_PRESENT_GPU);
+        EXPECT_EQ(gpuExpected() ? 1 : 0, GPU_initflag);
+        expectGreyAndGaussianOnTheGpuWhen(gpuExpected());
+        lmvCleanUp();
+    }
+    ilmvGpuSetLibraries("liblumiva_no_opencl.so");
+    ASSERT_EQ(0, lmvSetOperationMode(kAllGpu));
+    EXPECT_EQ(0, GPU_initflag);
+    EXPECT_FALSE(lmvAvailableHWComponent(kAllGpu) & LUMIVA_HW_GPU);
+    EXPECT_EQ(LMV_IMPL_G, lmvImplTable[LMV_API_lmvColorRGB888ToGrayu8]);
+    expectGreyAndGaussianOnTheGpuWhen(false);
+}
+
+TEST_F(Gpu, PerformanceModeMovesItsGpuListOnlyWithAGpu)
+{
+    ASSERT_EQ(0, lmvSetOperationMode(LUMIVA_OP_PERFORMANCE));
+    EXPECT_EQ(gpuExpected() ? LMV_IMPL_G : LMV_IMPL_V,
+              lmvImplTable[LMV_API_lmvColorYCrCb420PseudoPlanarToRGB8888u8]);
+    EXPECT_EQ(LMV_IMPL_V, lmvImplTable[LMV_API_lmvColorRGB888ToGrayu8]);
+}
+
+TEST_F(Gpu, ModeAndCleanUpCyclesLeaveNothingBehind)
+{
+    REQUIRE_GPU();
+    lmvCleanUp();
+    ASSERT_EQ(0, lmvSetOperationMode(kAllGpu));  // warm: the driver's own first-use state
+    lmvCleanUp();
+    const int descriptors = openDescriptors();
+    // A thousand cycles take about 50 s natively; the sanitizer builds run a tenth of them.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const int cycles = 100;
+#else
+    const int cycles = 1000;
+#endif
+    for (int i = 0; i < cycles; ++i) {
+        ASSERT_EQ(0, lmvSetOperationMode(kAllGpu));
+        void* block = lmvMemAlloc(4096, 64);
+        ASSERT_NE(nullptr, block);
+        lmvMemFree(block);
+        lmvCleanUp();
+    }
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+TEST_F(Gpu, ConcurrentEnginesGiveTheReferenceBytes)
+{
+    REQUIRE_GPU();
+    // A block belongs to one call at a time (the call hands it to the device): one pair each.
+    const uint32_t w = 48, h = 24;
+    Blocks b;
+    uint8_t* rgb[4];
+    uint8_t* outs[4];
+    for (int t = 0; t < 4; ++t) {
+        rgb[t] = b.make(w * h * 3, 21 + t);
+        outs[t] = b.make(w * h, 22);
+    }
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 20; ++i) EXPECT_EQ(0, lmvGpuColorRGB888ToGrayu8(rgb[t], w, h, 0, outs[t], 0));
+        });
+    for (auto& t : threads) t.join();
+    for (int t = 0; t < 4; ++t) {
+        std::vector<uint8_t> expected(w * h);
+        lmvColorRGB888ToGrayu8C(rgb[t], w, h, 0, expected.data(), 0);
+        EXPECT_EQ(0, std::memcmp(expected.data(), outs[t], w * h));
+    }
+}
+
+}  // namespace
