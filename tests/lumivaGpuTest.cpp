@@ -13,6 +13,7 @@
 #include "lumivaOpCases.inc"
 
 #include <dirent.h>
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -615,6 +616,139 @@ TEST_F(Gpu, ConcurrentEnginesGiveTheReferenceBytes)
         std::vector<uint8_t> expected(w * h);
         lmvColorRGB888ToGrayu8C(rgb[t], w, h, 0, expected.data(), 0);
         EXPECT_EQ(0, std::memcmp(expected.data(), outs[t], w * h));
+    }
+}
+
+// ---- Faults -------------------------------------------------------------------------------
+
+using ShimFail = void (*)(const char* function, int nth, int times, int code);
+
+// The stand-in library's switch, once the library is bound to it.
+ShimFail shim()
+{
+    static ShimFail fail = [] {
+        void* handle = dlopen(LUMIVA_TEST_CL_SHIM, RTLD_NOW | RTLD_LOCAL);
+        return handle ? reinterpret_cast<ShimFail>(dlsym(handle, "lumivaClShimFail")) : nullptr;
+    }();
+    return fail;
+}
+
+bool logged(const LogCapture& log, const std::string& text)
+{
+    for (const LogLine& l : log.lines())
+        if (l.text.find(text) != std::string::npos) return true;
+    return false;
+}
+
+// One failing call during creation: the code creation returns (0: it recovers) and the
+// message it reports.
+struct CreationFault {
+    const char* function;
+    int nth, times;
+    cl_int code;
+    int result;
+    const char* message;
+};
+
+TEST_F(Gpu, EveryCreationFailureIsReportedWithItsCodeAndLeavesNothingOpen)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    ilmvGpuSetLibraries(LUMIVA_TEST_CL_SHIM);
+    ASSERT_NE(nullptr, shim());
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));  // the binaries cached, the driver warm
+    lmvGpuDestroySystem();
+    const CreationFault faults[] = {
+        {"clGetPlatformIDs", 1, 1, CL_PLATFORM_NOT_FOUND_KHR, CL_PLATFORM_NOT_FOUND_KHR, "Failed to get platform IDs"},
+        {"clGetPlatformIDs", 2, 1, CL_OUT_OF_HOST_MEMORY, CL_OUT_OF_HOST_MEMORY, "Could not detect any platform."},
+        {"clCreateContextFromType", 1, 1, CL_DEVICE_NOT_FOUND, 0, "Created an OpenCL CPU context."},
+        {"clCreateContextFromType", 1, 1, CL_DEVICE_NOT_FOUND, 0,
+         "There is no GPU device available on the first available platform."},
+        {"clCreateContextFromType", 1, 2, CL_DEVICE_NOT_FOUND, CL_DEVICE_NOT_FOUND,
+         "There is no OpenCL deveice available."},
+        {"clCreateContextFromType", 1, 2, CL_OUT_OF_HOST_MEMORY, CL_OUT_OF_HOST_MEMORY,
+         "Failed to allocate memory to create context."},
+        {"clCreateContextFromType", 1, 2, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES, "Failed to create context."},
+        {"clGetContextInfo", 1, 1, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES, "Failed to get device IDs"},
+        {"clGetContextInfo", 2, 1, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES,
+         "Failed call to clGetContextInfo(...,GL_CONTEXT_DEVICES,...)"},
+        {"clCreateCommandQueue", 1, 1, CL_OUT_OF_HOST_MEMORY, CL_OUT_OF_HOST_MEMORY,
+         "Failed to allocate memory to create command queue."},
+        {"clBuildProgram", 40, 1, CL_BUILD_PROGRAM_FAILURE, 0, "Retry building programs ... OK"},
+        {"clCreateProgramWithBinary", 3, 1, CL_OUT_OF_HOST_MEMORY, 0, "Retry building programs ... OK"},
+        {"clCreateBuffer", 2, 1, CL_MEM_OBJECT_ALLOCATION_FAILURE, 0, "Failed to create cached buffer object."},
+    };
+    const int descriptors = openDescriptors();
+    for (const CreationFault& f : faults) {
+        SCOPED_TRACE(std::string(f.function) + " " + f.message);
+        LogCapture log;
+        shim()(f.function, f.nth, f.times, f.code);
+        EXPECT_EQ(f.result, lmvGpuCreateSystem(1));
+        EXPECT_TRUE(logged(log, f.message));
+        EXPECT_EQ(f.result == 0, ilmvGpuSystem()->initialised);
+        shim()("", 0, 0, 0);
+        lmvGpuDestroySystem();
+    }
+    EXPECT_EQ(descriptors, openDescriptors());
+    // A mode call with a failing creation leaves bit 0x20 clear and the GPU slots on SIMD bytes.
+    shim()("clCreateCommandQueue", 1, 1, CL_OUT_OF_HOST_MEMORY);
+    ASSERT_EQ(0, lmvSetOperationMode(kAllGpu));
+    EXPECT_EQ(0, GPU_initflag);
+    expectGreyAndGaussianOnTheGpuWhen(false);
+}
+
+// One failing call inside an engine: the code it returns, its message, and blocks that stay
+// usable: the next call runs on the GPU again.
+TEST_F(Gpu, EveryEngineFailureIsReportedAndTheBlocksStayUsable)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    ilmvGpuSetLibraries(LUMIVA_TEST_CL_SHIM);
+    ASSERT_NE(nullptr, shim());
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    struct EngineFault {
+        const char* function;
+        int nth;
+        cl_int code;
+        int result;
+        const char* message;
+    };
+    const EngineFault faults[] = {
+        {"clCreateKernel", 1, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES - 400, nullptr},
+        {"clEnqueueUnmapMemObject", 1, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES - 400,
+         "Failed to unmap RGB888 to gray mem obj."},
+        {"clEnqueueUnmapMemObject", 2, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES - 400,
+         "Failed to unmap RGB888 to gray mem obj."},
+        {"clSetKernelArg", 1, CL_INVALID_ARG_INDEX, 397, nullptr},
+        {"clSetKernelArg", 3, CL_INVALID_ARG_INDEX, CL_INVALID_ARG_INDEX - 400,
+         "Failed to setup RGB888 to gray kernel argments 2."},
+        {"clEnqueueNDRangeKernel", 1, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES - 400,
+         "Failed to run RGB888 to gray kernel!"},
+        {"clWaitForEvents", 1, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES - 400, "Failed to run RGB888 to gray kernel!"},
+        {"clEnqueueMapBuffer", 2, CL_OUT_OF_RESOURCES, CL_OUT_OF_RESOURCES, nullptr},
+    };
+    Blocks b;
+    const uint32_t w = 32, h = 8;
+    uint8_t* rgb = b.make(w * h * 3, 31);
+    uint8_t* grey = b.make(w * h, 32);
+    std::vector<uint8_t> expected(w * h);
+    lmvColorRGB888ToGrayu8C(rgb, w, h, 0, expected.data(), 0);
+    for (const EngineFault& f : faults) {
+        SCOPED_TRACE(std::string(f.function) + " " + std::to_string(f.nth));
+        LogCapture log;
+        shim()(f.function, f.nth, 1, f.code);
+        EXPECT_EQ(f.result, lmvGpuColorRGB888ToGrayu8(rgb, w, h, 0, grey, 0));
+        if (f.message) {
+            EXPECT_TRUE(logged(log, f.message));
+        }
+        shim()("", 0, 0, 0);
+        std::memset(grey, 0, w * h);
+        EXPECT_EQ(0, lmvGpuColorRGB888ToGrayu8(rgb, w, h, 0, grey, 0));
+        EXPECT_EQ(0, std::memcmp(expected.data(), grey, w * h));
+        // Through the G form a failure gives the SIMD bytes.
+        shim()(f.function, f.nth, 1, f.code);
+        std::memset(grey, 0, w * h);
+        lmvColorRGB888ToGrayu8G(rgb, w, h, 0, grey, 0);
+        EXPECT_EQ(0, std::memcmp(expected.data(), grey, w * h));
+        shim()("", 0, 0, 0);
     }
 }
 

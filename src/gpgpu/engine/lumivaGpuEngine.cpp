@@ -48,11 +48,15 @@ cl_int mapBack(const ILMV_CL& cl, cl_command_queue queue, const Blocks& blocks, 
 {
     cl_int result = CL_SUCCESS;
     for (int b = 0; b < count; ++b) {
-        cl_int code = CL_SUCCESS;
-        void* mapped = cl.clEnqueueMapBuffer(queue, blocks.entry[b].buffer, CL_TRUE, CL_MAP_READ | CL_MAP_WRITE, 0,
-                                             blocks.entry[b].size, 0, nullptr, nullptr, &code);
-        if (code == CL_SUCCESS && mapped != blocks.entry[b].host) code = CL_INVALID_VALUE;
-        if (result == CL_SUCCESS) result = code;
+        // A failed map is reported, and tried once more so the block is the CPU's again.
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            cl_int code = CL_SUCCESS;
+            void* mapped = cl.clEnqueueMapBuffer(queue, blocks.entry[b].buffer, CL_TRUE, CL_MAP_READ | CL_MAP_WRITE,
+                                                 0, blocks.entry[b].size, 0, nullptr, nullptr, &code);
+            if (code == CL_SUCCESS && mapped != blocks.entry[b].host) code = CL_INVALID_VALUE;
+            if (result == CL_SUCCESS) result = code;
+            if (code == CL_SUCCESS) break;
+        }
     }
     return result;
 }
