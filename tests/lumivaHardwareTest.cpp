@@ -2,6 +2,7 @@
 // calls that depend on them, and the small lifecycle calls.
 #include "lumivaTestSupport.h"
 #include "xdsp_rpc/multi_domains/lumivaX5.h"
+#include "gpgpu/engine/lumivaCl.h"
 #include "platform/lumivaHardware.h"
 
 #include <cstdlib>
@@ -85,6 +86,7 @@ protected:
 TEST_F(HardwareTest, HostWithoutUnitsHasNoDspOrGpuBits)
 {
     ilmvX5SetLibraries("liblumivadsp_missing.so", nullptr);  // no stub: no DSP
+    ilmvGpuSetLibraries("liblumiva_no_opencl.so");            // no OpenCL: no GPU
     for (int32_t mode : {0, 1, 2, 3, static_cast<int32_t>(0x80000400u)}) {
         uint32_t mask = lmvAvailableHardware(mode);
         EXPECT_TRUE(mask & LUMIVA_HW_PROBED);
@@ -95,6 +97,7 @@ TEST_F(HardwareTest, HostWithoutUnitsHasNoDspOrGpuBits)
     EXPECT_EQ(0, GPU_initflag);
     lmvCleanUp();
     ilmvX5SetLibraries("liblumivadsp_stub.so", nullptr);
+    ilmvGpuSetLibraries(nullptr);
 }
 
 TEST_F(HardwareTest, ProcessorBitsFollowTheRecord)

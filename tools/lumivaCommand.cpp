@@ -25,8 +25,9 @@ const char kDemoUsage[] =
     "  --input FILE   a PNG or JPEG frame; the second one is the frame tracked into (default:\n"
     "                 the built-in scene with a known camera shift and a moving object)\n"
     "  --output DIR   where corners.png, flow.png and foreground.png go (default out/demo)\n"
-    "  --mode NAME    cpu-performance (default), low-power, performance, cpu-offload, or dsp: every\n"
-    "                 step with a remote form on the DSP (on a host, the project's DSP simulator)\n"
+    "  --mode NAME    cpu-performance (default), low-power, performance, cpu-offload, dsp: every\n"
+    "                 step with a remote form on the DSP (on a host, the project's DSP simulator),\n"
+    "                 or gpu: every step with a GPU form on the GPU (on a host, PoCL's CPU device)\n"
     "  --quiet        prints nothing but errors\n";
 
 const char kInfoUsage[] =

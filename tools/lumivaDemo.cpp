@@ -1,7 +1,9 @@
 // lumiva demo: grey conversion, Gaussian 3x3, pyramids, FAST-9 with suppression,
 // Lucas-Kanade tracking into the second frame and the codebook foreground, on a generated
 // scene with a known camera shift and a moving object, or on the user's images.
+#include "gpgpu/engine/lumivaGpu.h"
 #include "lumiva/lumiva.h"
+#include "lumivaKernels.h"
 #include "lumivaTool.h"
 #include "platform/lumivaHardware.h"
 #include "platform/host/lumivaHostHooks.h"
@@ -81,7 +83,7 @@ bool modeByName(const std::string& name, int32_t& mode)
     static const std::pair<const char*, int32_t> kModes[] = {
         {"low-power", LUMIVA_OP_LOW_POWER},           {"performance", LUMIVA_OP_PERFORMANCE},
         {"cpu-offload", LUMIVA_OP_CPU_OFFLOAD},       {"cpu-performance", LUMIVA_OP_CPU_PERFORMANCE},
-        {"dsp", LUMIVA_OP_EXT_ALL_DSP}};
+        {"dsp", LUMIVA_OP_EXT_ALL_DSP},               {"gpu", LUMIVA_OP_EXT_ALL_GPU}};
     for (const auto& [text, value] : kModes)
         if (name == text) return mode = value, true;
     return false;
@@ -112,6 +114,7 @@ void captureRuntime(int, const char* tag, const char* text, void*)
 struct Step {
     std::string name, ran;
     double ms;
+    int equalsCpu = -1;  // 1 or 0 where the step's output was checked against the reference form
 };
 
 template <class Fn>
@@ -121,6 +124,48 @@ void timed(std::vector<Step>& steps, const char* name, Fn fn)
     const auto start = std::chrono::steady_clock::now();
     fn();
     steps.push_back({name, gRan, std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count()});
+}
+
+// Memory from lmvMemAlloc: shared with the GPU or the DSP when a mode put one in force, so
+// the unit works on it without a copy.
+struct MemBlock {
+    explicit MemBlock(size_t n) : p(static_cast<uint8_t*>(lmvMemAlloc(n, 64))), n(n) {}
+    ~MemBlock() { lmvMemFree(p); }
+    uint8_t* p;
+    size_t n;
+};
+
+// Grey and Gaussian on both frames over lmvMemAlloc blocks; with the GPU's engines counted,
+// the step names the form that really ran, and each result is checked against the CPU.
+void runFrontSteps(std::vector<Step>& steps, const ToolImage& a, const ToolImage& b, std::vector<uint8_t>& greyA,
+                   std::vector<uint8_t>& greyB, std::vector<uint8_t>& blurA, std::vector<uint8_t>& blurB)
+{
+    const uint32_t w = a.width, h = a.height;
+    const size_t pixels = size_t(w) * h;
+    MemBlock rgb[2] = {MemBlock(pixels * 3), MemBlock(pixels * 3)}, grey[2] = {MemBlock(pixels), MemBlock(pixels)},
+             blur[2] = {MemBlock(pixels), MemBlock(pixels)};
+    std::memcpy(rgb[0].p, a.pixels.data(), pixels * 3);
+    std::memcpy(rgb[1].p, b.pixels.data(), pixels * 3);
+    auto gpuRan = [](uint64_t before, int calls) { return ilmvGpuStats().engineRuns == before + calls; };
+    uint64_t before = ilmvGpuStats().engineRuns;
+    timed(steps, "colour to grey", [&] {
+        for (int k = 0; k < 2; ++k) lmvColorRGB888ToGrayu8(rgb[k].p, w, h, 0, grey[k].p, 0);
+    });
+    if (steps.back().ran == "GPU" && !gpuRan(before, 2)) steps.back().ran = "SIMD (GPU declined)";
+    std::vector<uint8_t> cpu(pixels);
+    lmvColorRGB888ToGrayu8C(rgb[0].p, w, h, 0, cpu.data(), 0);
+    steps.back().equalsCpu = std::memcmp(cpu.data(), grey[0].p, pixels) == 0;
+    before = ilmvGpuStats().engineRuns;
+    timed(steps, "Gaussian 3x3", [&] {
+        for (int k = 0; k < 2; ++k) lmvFilterGaussian3x3u8_v2(grey[k].p, w, h, 0, blur[k].p, 0, 1);
+    });
+    if (steps.back().ran == "GPU" && !gpuRan(before, 2)) steps.back().ran = "SIMD (GPU declined)";
+    lmvFilterGaussian3x3u8C(grey[0].p, w, h, 0, cpu.data(), 0, 1);
+    steps.back().equalsCpu = std::memcmp(cpu.data(), blur[0].p, pixels) == 0;
+    std::memcpy(greyA.data(), grey[0].p, pixels);
+    std::memcpy(greyB.data(), grey[1].p, pixels);
+    std::memcpy(blurA.data(), blur[0].p, pixels);
+    std::memcpy(blurB.data(), blur[1].p, pixels);
 }
 
 void plot(ToolImage& img, int x, int y, uint8_t r, uint8_t g, uint8_t b)
@@ -220,19 +265,12 @@ DemoResult runDemo(const DemoOptions& options)
     ILMV_LOG_SINK previous = ilmvHostSetLogSink(captureRuntime, nullptr, &previousContext);
     useHostDspPlatform();
     lmvSetOperationMode(options.mode);
-    const bool dspUp = VSKAX5_is_ready() != 0;
+    const bool dspUp = VSKAX5_is_ready() != 0, gpuUp = GPU_initflag != 0;
     lmvMemInit();
 
     std::vector<Step> steps;
     std::vector<uint8_t> greyA(size_t(w) * h), greyB(greyA.size()), blurA(greyA.size()), blurB(greyA.size());
-    timed(steps, "colour to grey", [&] {
-        lmvColorRGB888ToGrayu8(a.pixels.data(), w, h, 0, greyA.data(), 0);
-        lmvColorRGB888ToGrayu8(b.pixels.data(), w, h, 0, greyB.data(), 0);
-    });
-    timed(steps, "Gaussian 3x3", [&] {
-        lmvFilterGaussian3x3u8_v2(greyA.data(), w, h, 0, blurA.data(), 0, 1);
-        lmvFilterGaussian3x3u8_v2(greyB.data(), w, h, 0, blurB.data(), 0, 1);
-    });
+    runFrontSteps(steps, a, b, greyA, greyB, blurA, blurB);
     const int levels = levelsFor(w, h);
     std::vector<lmvPyramidLevel_v2> pyrA(levels), pyrB(levels);
     timed(steps, "pyramids", [&] {
@@ -319,9 +357,12 @@ DemoResult runDemo(const DemoOptions& options)
     }
     if (options.quiet) return result;
     std::printf("%s, %ux%u, %d pyramid levels\n", builtIn ? "built-in scene" : options.inputs[0].c_str(), w, h, levels);
-    std::printf("mode %s; DSP session %s\n", options.modeName.c_str(), dspUp ? "up" : "not open (steps stay on the CPU)");
-    std::printf("  %-26s %-10s %10s\n", "step", "ran on", "time");
-    for (const Step& s : steps) std::printf("  %-26s %-10s %7.3f ms\n", s.name.c_str(), s.ran.c_str(), s.ms);
+    std::printf("mode %s; DSP session %s; GPU system %s\n", options.modeName.c_str(),
+                dspUp ? "up" : "not open (steps stay on the CPU)", gpuUp ? "up" : "not created");
+    std::printf("  %-26s %-20s %10s  %s\n", "step", "ran on", "time", "equals the CPU");
+    for (const Step& s : steps)
+        std::printf("  %-26s %-20s %7.3f ms  %s\n", s.name.c_str(), s.ran.c_str(), s.ms,
+                    s.equalsCpu < 0 ? "" : s.equalsCpu ? "yes" : "NO");
     std::printf("%zu corners, %zu tracked, %zu foreground pixels\n", result.corners, result.tracked, result.foreground);
     if (builtIn)
         std::printf("tracking error against the known motion: %.4f px (camera (%.1f, %.1f), object (%.1f, %.1f) on top)\n",
