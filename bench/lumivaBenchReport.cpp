@@ -33,9 +33,16 @@ std::string ratioTable(const Times& times, uint32_t width, uint32_t height, cons
     std::snprintf(head, sizeof head, "frame %ux%u, single thread, %s in ms\n%-28s %12s %12s %12s %12s %12s\n",
                   width, height, timing, "operation", "reference", "simd", "opencv", "ref/simd", "simd/opencv");
     std::string text = head;
-    std::string remote;
+    std::string remote, gpu;
     for (const auto& [op, forms] : times) {
         const double ref = formMs(forms, "reference"), simd = formMs(forms, "simd"), cv = formMs(forms, "opencv");
+        if (const double onGpu = formMs(forms, "gpu"); onGpu > 0) {
+            char line[160];
+            std::snprintf(line, sizeof line, "%-32s", op.c_str());
+            gpu += line + cell(ref, 13, 3) + cell(simd, 13, 3) + cell(onGpu, 13, 3) +
+                   cell(simd > 0 ? onGpu / simd : -1, 13, 2) + "\n";
+            continue;
+        }
         const double shared = formMs(forms, "dsp-shared"), copied = formMs(forms, "dsp-copied");
         if (shared > 0 || copied > 0) {
             char line[160];
@@ -58,6 +65,13 @@ std::string ratioTable(const Times& times, uint32_t width, uint32_t height, cons
                       "%-28s %12s %12s %12s %12s %12s %12s\n",
                       "operation", "in-process", "shared", "copied", "shared/ref", "copied/ref", "calls/s");
         text += head + remote;
+    }
+    if (!gpu.empty()) {
+        std::snprintf(head, sizeof head,
+                      "\nGPU engines (frame size in the name; on a host the OpenCL device is the CPU), in ms\n"
+                      "%-32s %12s %12s %12s %12s\n",
+                      "operation", "reference", "simd", "gpu", "gpu/simd");
+        text += head + gpu;
     }
     return text;
 }
