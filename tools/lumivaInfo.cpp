@@ -54,13 +54,6 @@ const char* remoteChoice(uint32_t slot)
     return lmvFuncTable[slot * LMV_IMPL_COUNT + column] ? lmvImplChar[column] : "-";
 }
 
-std::string deviceText(const ILMV_CL& cl, cl_device_id device, cl_device_info what)
-{
-    char text[256] = {};
-    cl.clGetDeviceInfo(device, what, sizeof text - 1, text, nullptr);
-    return text;
-}
-
 // What the GPU runtime found: the library, the platform and device it would use, whether
 // they are accepted, and what creation cost.
 void printGpu()
@@ -82,7 +75,7 @@ void printGpu()
     cl_device_id device = nullptr;
     std::string deviceName = "none", type = "-";
     if (cl->clGetDeviceIDs(platform, CL_DEVICE_TYPE_ALL, 1, &device, nullptr) == CL_SUCCESS) {
-        deviceName = deviceText(*cl, device, CL_DEVICE_NAME);
+        deviceName = ilmvGpuDeviceText(*cl, device, CL_DEVICE_NAME);
         cl_device_type bits = 0;
         cl->clGetDeviceInfo(device, CL_DEVICE_TYPE, sizeof bits, &bits, nullptr);
         type = bits & CL_DEVICE_TYPE_GPU ? "GPU" : bits & CL_DEVICE_TYPE_CPU ? "CPU" : "other";

@@ -42,7 +42,8 @@ void bind()
         const std::string name = gLibraries.substr(start, end - start);
         start = end + 1;
         if (name.empty()) continue;
-        void* handle = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+        // Kept mapped for the process: drivers keep state that outlives any one system.
+        void* handle = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
         if (!handle) continue;
         if (const char* symbol = resolveAll(handle, &gCl)) {
             missing = name + " lacks " + symbol;

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string>
 
 constexpr int ILMV_GPU_KERNELS = 110;
 constexpr int ILMV_GPU_NOT_REGISTERED = 396;
@@ -113,6 +115,22 @@ void ilmvGpuSetKernelDirectory(const char* directory);
 void ilmvGpuOverrideEntry(int index, const char* source);
 // Drops the in-memory binary cache.
 void ilmvGpuForgetBinaries();
+
+// An OpenCL text property read in its two calls (size, then text): `query(size, value,
+// sizeReturned)` runs the info call; empty when either fails.
+template <class Query>
+std::string ilmvClText(Query query)
+{
+    size_t size = 0;
+    if (query(0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
+    std::string text(size, '\0');
+    if (query(size, &text[0], nullptr) != CL_SUCCESS) return {};
+    text.resize(std::strlen(text.c_str()));
+    return text;
+}
+
+// A device's text property (name, driver version), empty when it cannot be read.
+std::string ilmvGpuDeviceText(const ILMV_CL& cl, cl_device_id device, cl_device_info what);
 
 // Option text of a build mask (bits 0-9 as the table uses them).
 size_t ilmvGpuOptionText(uint32_t mask, char* text, size_t capacity);

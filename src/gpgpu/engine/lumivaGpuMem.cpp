@@ -114,6 +114,19 @@ void dropDeviceBuffer(ILMV_GPU_PTR_ENTRY& e)
     e.buffer = nullptr;
 }
 
+// DMA_BUF_IOCTL_SYNC with `flags` on a block's descriptor: 0, -1 for a record without memory,
+// or the failing call's result.
+int cacheOps(const apr_pmem_record* record, uint64_t flags, const char* noBuffer, const char* failed)
+{
+    if (!record || !record->address) {
+        vskGpuMessage(noBuffer, kPath, __LINE__);
+        return -1;
+    }
+    const int result = ilmvDmaBufSync(record->dmaFd, flags);
+    if (result != 0) vskGpuMessage(failed, kPath, __LINE__);
+    return result;
+}
+
 }  // namespace
 
 int ilmvGpuCreateCaches(ILMV_GPU_SYSTEM&)
@@ -309,24 +322,15 @@ LMV_EXPORT int _gpuCreateGroupSize2D(uint32_t max, uint32_t* x, uint32_t* y)
 
 LMV_EXPORT int apr_pmem_cache_ops_start(const apr_pmem_record* record)
 {
-    if (!record || !record->address) {
-        vskGpuMessage("apr_pmem_cache_ops_start failed because buffer is NULL\n", kPath, __LINE__);
-        return -1;
-    }
-    const int result = ilmvDmaBufSync(record->dmaFd, ILMV_DMA_BUF_SYNC_START);
-    if (result != 0) vskGpuMessage("apr_pmem_cache_ops_start : failed to start DMA_BUF_IOCTL_SYNC\n", kPath, __LINE__);
-    return result;
+    return cacheOps(record, ILMV_DMA_BUF_SYNC_START, "apr_pmem_cache_ops_start failed because buffer is NULL\n",
+                    "apr_pmem_cache_ops_start : failed to start DMA_BUF_IOCTL_SYNC\n");
 }
 
+// The end's failure text says "start" too, as it always has.
 LMV_EXPORT int apr_pmem_cache_ops_end(const apr_pmem_record* record)
 {
-    if (!record || !record->address) {
-        vskGpuMessage("apr_pmem_cache_ops_end failed because buffer is NULL\n", kPath, __LINE__);
-        return -1;
-    }
-    const int result = ilmvDmaBufSync(record->dmaFd, ILMV_DMA_BUF_SYNC_END);
-    if (result != 0) vskGpuMessage("apr_pmem_cache_ops_end : failed to start DMA_BUF_IOCTL_SYNC\n", kPath, __LINE__);
-    return result;
+    return cacheOps(record, ILMV_DMA_BUF_SYNC_END, "apr_pmem_cache_ops_end failed because buffer is NULL\n",
+                    "apr_pmem_cache_ops_end : failed to start DMA_BUF_IOCTL_SYNC\n");
 }
 
 LMV_EXPORT void* lmvGpuMemAllocPro(size_t size, size_t alignment, uint32_t)

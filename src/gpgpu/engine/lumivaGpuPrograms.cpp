@@ -57,20 +57,10 @@ uint64_t fnv1a(const std::string& text)
     return h;
 }
 
-std::string deviceText(const ILMV_CL& cl, cl_device_id device, cl_device_info what)
-{
-    size_t size = 0;
-    if (cl.clGetDeviceInfo(device, what, 0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
-    std::string text(size, '\0');
-    if (cl.clGetDeviceInfo(device, what, size, &text[0], nullptr) != CL_SUCCESS) return {};
-    text.resize(std::strlen(text.c_str()));
-    return text;
-}
-
 std::string cacheKey(const ILMV_CL& cl, cl_device_id device, const char* options, const ILMV_GPU_KERNEL_RECORD& r)
 {
-    const std::string text = deviceText(cl, device, CL_DEVICE_NAME) + "\n" +
-                             deviceText(cl, device, CL_DRIVER_VERSION) + "\n" + options + "\n" +
+    const std::string text = ilmvGpuDeviceText(cl, device, CL_DEVICE_NAME) + "\n" +
+                             ilmvGpuDeviceText(cl, device, CL_DRIVER_VERSION) + "\n" + options + "\n" +
                              std::string(reinterpret_cast<const char*>(r.data), r.length);
     char key[17];
     std::snprintf(key, sizeof key, "%016llx", static_cast<unsigned long long>(fnv1a(text)));
@@ -253,6 +243,13 @@ void fillRecord(int index, ILMV_GPU_KERNEL_RECORD& r)
 }
 
 }  // namespace
+
+std::string ilmvGpuDeviceText(const ILMV_CL& cl, cl_device_id device, cl_device_info what)
+{
+    return ilmvClText([&](size_t size, void* value, size_t* returned) {
+        return cl.clGetDeviceInfo(device, what, size, value, returned);
+    });
+}
 
 size_t ilmvGpuOptionText(uint32_t mask, char* text, size_t capacity)
 {

@@ -62,12 +62,9 @@ cl_platform_id platformWithDevice(const ILMV_CL& cl, const std::vector<cl_platfo
 
 std::string platformText(const ILMV_CL& cl, cl_platform_id platform, cl_platform_info what)
 {
-    size_t size = 0;
-    if (cl.clGetPlatformInfo(platform, what, 0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
-    std::string text(size, '\0');
-    if (cl.clGetPlatformInfo(platform, what, size, &text[0], nullptr) != CL_SUCCESS) return {};
-    text.resize(std::strlen(text.c_str()));
-    return text;
+    return ilmvClText([&](size_t size, void* value, size_t* returned) {
+        return cl.clGetPlatformInfo(platform, what, size, value, returned);
+    });
 }
 
 cl_context createContext(const ILMV_CL& cl, cl_platform_id platform, cl_int* code)
