@@ -7,6 +7,7 @@
 #include "lumivaCaseHarness.h"
 #include "lumivaKernels.h"
 #include "lumivaTestSupport.h"
+#include "memory/lumivaMemInternal.h"
 #include "platform/lumivaHardware.h"
 #include "xdsp_rpc/multi_domains/lumivaX5.h"
 
@@ -370,6 +371,8 @@ TEST_F(Gpu, TheImageCacheKeepsImagesOfAFormat)
 TEST_F(Gpu, SharedBlocksArePagesListedUpTo128AndFreedWhicheverPairIsInForce)
 {
     EXPECT_EQ(nullptr, lmvSharedMemAllocG(100, 16));  // no system
+    uint8_t heap[64] = {};
+    EXPECT_EQ(397, lmvGpuColorRGB888ToGrayu8(heap, 4, 4, 0, heap, 0));  // engines too, before any mode
     REQUIRE_GPU();
     std::vector<void*> blocks;
     for (int i = 0; i < 128; ++i) {
@@ -380,6 +383,13 @@ TEST_F(Gpu, SharedBlocksArePagesListedUpTo128AndFreedWhicheverPairIsInForce)
     }
     EXPECT_EQ(nullptr, lmvSharedMemAllocG(100, 64));
     EXPECT_EQ(nullptr, lmvSharedMemAllocG(0, 64));
+    // With the GPU pair in force, the 129th block comes from the heap.
+    ilmvSetSharedAllocator(lmvSharedMemAllocG, lmvSharedMemFreeG);
+    void* fromHeap = lmvMemAlloc(100, 64);
+    ASSERT_NE(nullptr, fromHeap);
+    EXPECT_EQ(-1, lmvSharedMemFreeG(fromHeap));
+    lmvMemFree(fromHeap);
+    ilmvClearSharedAllocator();
     EXPECT_EQ(nullptr, lmvSharedMemAllocG(100, 8192));
     int foreign = 0;
     EXPECT_EQ(-1, lmvSharedMemFreeG(&foreign));
@@ -629,15 +639,24 @@ TEST_F(Gpu, ConcurrentEnginesGiveTheReferenceBytes)
 // ---- Faults -------------------------------------------------------------------------------
 
 using ShimFail = void (*)(const char* function, int nth, int times, int code);
+using ShimCalls = int (*)(const char* function);
+
+void* shimLibrary()
+{
+    static void* handle = dlopen(LUMIVA_TEST_CL_SHIM, RTLD_NOW | RTLD_LOCAL);
+    return handle;
+}
 
 // The stand-in library's switch, once the library is bound to it.
 ShimFail shim()
 {
-    static ShimFail fail = [] {
-        void* handle = dlopen(LUMIVA_TEST_CL_SHIM, RTLD_NOW | RTLD_LOCAL);
-        return handle ? reinterpret_cast<ShimFail>(dlsym(handle, "lumivaClShimFail")) : nullptr;
-    }();
-    return fail;
+    return shimLibrary() ? reinterpret_cast<ShimFail>(dlsym(shimLibrary(), "lumivaClShimFail")) : nullptr;
+}
+
+// Its count of one function's calls since the last count.
+int shimCalls(const char* function)
+{
+    return reinterpret_cast<ShimCalls>(dlsym(shimLibrary(), "lumivaClShimCalls"))(function);
 }
 
 bool logged(const LogCapture& log, const std::string& text)
@@ -701,6 +720,24 @@ TEST_F(Gpu, EveryCreationFailureIsReportedWithItsCodeAndLeavesNothingOpen)
     ASSERT_EQ(0, lmvSetOperationMode(kAllGpu));
     EXPECT_EQ(0, GPU_initflag);
     expectGreyAndGaussianOnTheGpuWhen(false);
+}
+
+TEST_F(Gpu, AnInPlaceCallHandsItsOneBlockOverOnce)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    ilmvGpuSetLibraries(LUMIVA_TEST_CL_SHIM);
+    ASSERT_NE(nullptr, shim());
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    Blocks b;
+    uint8_t* rgb = b.make(32 * 8 * 3, 41);
+    uint8_t* other = b.make(32 * 8 * 3, 42);
+    for (const char* f : {"clEnqueueUnmapMemObject", "clEnqueueMapBuffer"}) shimCalls(f);
+    EXPECT_EQ(0, lmvGpuColorRGB888toYCrCbu8(rgb, 32, 8, 0, rgb, 0));
+    EXPECT_EQ(1, shimCalls("clEnqueueUnmapMemObject"));
+    EXPECT_EQ(1, shimCalls("clEnqueueMapBuffer"));
+    EXPECT_EQ(0, lmvGpuColorRGB888toYCrCbu8(rgb, 32, 8, 0, other, 0));
+    EXPECT_EQ(2, shimCalls("clEnqueueUnmapMemObject"));
+    EXPECT_EQ(2, shimCalls("clEnqueueMapBuffer"));
 }
 
 // One failing call inside an engine: the code it returns, its message, and blocks that stay

@@ -7,7 +7,9 @@
 #include <dlfcn.h>
 
 #include <cstring>
+#include <map>
 #include <mutex>
+#include <string>
 #include <tuple>
 #include <type_traits>
 
@@ -19,6 +21,7 @@ bool gBound = false;
 char gFunction[64];
 int gSkip = 0, gTimes = 0;
 cl_int gCode = 0;
+std::map<std::string, int> gCalls;
 
 const ILMV_CL& real()
 {
@@ -37,6 +40,7 @@ const ILMV_CL& real()
 bool failNow(const char* name)
 {
     std::lock_guard<std::mutex> lock(gLock);
+    ++gCalls[name];
     if (gTimes <= 0 || std::strcmp(name, gFunction) != 0) return false;
     if (gSkip > 0) return --gSkip, false;
     --gTimes;
@@ -147,4 +151,13 @@ extern "C" __attribute__((visibility("default"))) void lumivaClShimFail(const ch
     gSkip = nth - 1;
     gTimes = times;
     gCode = code;
+}
+
+// How many times `function` was called since the last count of it (which resets it).
+extern "C" __attribute__((visibility("default"))) int lumivaClShimCalls(const char* function)
+{
+    std::lock_guard<std::mutex> lock(gLock);
+    const int calls = gCalls[function];
+    gCalls[function] = 0;
+    return calls;
 }
