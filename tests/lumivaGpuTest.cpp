@@ -14,6 +14,7 @@
 #include "lumivaOpCases.inc"
 
 #include <dirent.h>
+#include <malloc.h>
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -595,6 +596,7 @@ TEST_F(Gpu, ModeAndCleanUpCyclesLeaveNothingBehind)
     ASSERT_EQ(0, lmvSetOperationMode(kAllGpu));  // warm: the driver's own first-use state
     lmvCleanUp();
     const int descriptors = openDescriptors();
+    const size_t heap = mallinfo2().uordblks;
     // A thousand cycles take about 50 s natively; the sanitizer builds run a tenth of them.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     const int cycles = 100;
@@ -609,6 +611,11 @@ TEST_F(Gpu, ModeAndCleanUpCyclesLeaveNothingBehind)
         lmvCleanUp();
     }
     EXPECT_EQ(descriptors, openDescriptors());
+    // The heap is reported, not checked: the OpenCL implementation's own state grows by tens
+    // of bytes per context it creates (a bare context, queue and program cycle does too); the
+    // leak check of the sanitizer build covers the library's allocations.
+    std::printf("GPU mode cycles: heap %+lld bytes after %d cycles\n",
+                static_cast<long long>(mallinfo2().uordblks) - static_cast<long long>(heap), cycles);
 }
 
 TEST_F(Gpu, ConcurrentEnginesGiveTheReferenceBytes)
