@@ -310,6 +310,10 @@ DemoResult runDemo(const DemoOptions& options)
         lmvReleaseBGCodeBookModel(&model);
     });
     result.foreground = foreground;
+    for (const Step& s : steps) {
+        result.ranOn.push_back(s.ran);
+        result.mismatches += s.equalsCpu == 0;
+    }
     lmvPyramidDelete_v2(pyrA.data(), levels, 1);
     lmvPyramidDelete_v2(pyrB.data(), levels, 1);
     lmvMemDeInit();

@@ -28,7 +28,8 @@ struct DemoOptions {
 };
 
 // The operation mode a name stands for: low-power, performance, cpu-offload,
-// cpu-performance or dsp (every capable operation on the default DSP domain).
+// cpu-performance, dsp (every capable operation on the default DSP domain) or gpu (every
+// operation with a GPU form on the GPU).
 bool modeByName(const std::string& name, int32_t& mode);
 
 // On a host, declares the simulated platform, so that the modes reach the DSP simulator
@@ -40,6 +41,8 @@ struct DemoResult {
     size_t corners = 0, tracked = 0, foreground = 0;
     double trackingError = -1;  // mean error against the known motion, built-in scene only
     std::vector<std::string> pictures;
+    std::vector<std::string> ranOn;  // per step, the form that ran ("GPU", "SIMD", ...)
+    int mismatches = 0;              // checked steps whose output differs from the reference form's
 };
 
 // The whole command line, argv[0] being the program; returns the exit code.

@@ -140,6 +140,24 @@ TEST(ToolDemo, BuiltInSceneTracksTheKnownMotion)
     EXPECT_LT(rerun.trackingError, 0.0);
 }
 
+// The GPU mode runs grey and Gaussian through the G forms over lmvMemAlloc blocks: on a host
+// with PoCL on the GPU, elsewhere on SIMD after the G form declines; the bytes are the
+// reference form's either way.
+TEST(ToolDemo, GpuModeGivesTheCpuBytes)
+{
+    DemoOptions options;
+    options.output = scratchDir("demo_gpu");
+    options.quiet = true;
+    ASSERT_TRUE(modeByName("gpu", options.mode));
+    options.modeName = "gpu";
+    const DemoResult result = runDemo(options);
+    ASSERT_EQ(result.exitCode, kExitOk);
+    ASSERT_GE(result.ranOn.size(), 2u);
+    EXPECT_EQ(0, result.mismatches);
+    EXPECT_EQ(result.ranOn[0], result.ranOn[1]);
+    EXPECT_TRUE(result.ranOn[0] == "GPU" || result.ranOn[0] == "SIMD (GPU declined)") << result.ranOn[0];
+}
+
 TEST(ToolDemo, UnwritableOutputIsReported)
 {
     DemoOptions options;
