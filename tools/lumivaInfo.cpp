@@ -99,8 +99,7 @@ void printGpu()
 // The GPU form of a slot and what it runs: the engine while the GPU system is up, else SIMD.
 const char* gpuChoice(uint32_t slot)
 {
-    const LMV_FUNC_PTR form = lmvFuncTable[slot * LMV_IMPL_COUNT + LMV_IMPL_G];
-    if (!form || form == lmvFuncTable[slot * LMV_IMPL_COUNT + LMV_IMPL_V]) return "-";
+    if (!(lmvIsPresentImpl[slot] & LMV_PRESENT_GPU)) return "-";
     return GPU_initflag ? "G:GPU" : "G:SIMD";
 }
 

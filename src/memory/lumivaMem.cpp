@@ -212,7 +212,8 @@ LMV_EXPORT void lmvMemFree(void* p)
 {
     if (!p) return;
     if (gAllocator.alloc && gAllocator.free && gAllocator.free(p) == 0) return;
-    if (lmvSharedMemFreeG(p) == 0 || lmvSharedMemFreeX(p) == 0) return;
+    for (ILMV_SHARED_FREE owner : {lmvSharedMemFreeG, lmvSharedMemFreeX})
+        if (owner != gAllocator.free && owner(p) == 0) return;
     freeAlignedHeapBlock(p);
 }
 

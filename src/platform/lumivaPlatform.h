@@ -32,6 +32,11 @@ inline int __attribute__((format(printf, 3, 4))) ilmvLog(int priority, const cha
     return result;
 }
 
+// The whole file `path` in a malloc'd buffer with a terminating NUL after its bytes (which
+// may hold NULs themselves: `length`, when given, receives their count); null when the file
+// cannot be opened or read. Common to every Linux backend.
+char* ilmvReadWholeFile(const char* path, size_t* length);
+
 // Copies the value of system property `name` into `value` (at least
 // LUMIVA_PROPERTY_VALUE_MAX bytes, always terminated); returns its length, 0 when unset.
 int ilmvPropertyGet(const char* name, char* value);

@@ -6,6 +6,7 @@
 
 #include "gpgpu/engine/lumivaCl.h"
 #include "lumiva/lumivaTypes.h"
+#include "memory/lumivaSharedPages.h"
 
 #include <atomic>
 #include <cstddef>
@@ -87,20 +88,15 @@ struct ILMV_GPU_IMAGE_OBJECT {
     uint32_t state;
 };
 
-// What lmvGpuMemAllocPro made for one block: the descriptors and mapping of the shared
-// memory (the record cache maintenance works on) and the OpenCL buffer over it.
-struct apr_pmem_record {
-    int ionFd;
-    int dmaFd;
-    void* address;
-    size_t length;  // page-rounded
-};
+// The record cache maintenance works on: a block's descriptors and mapping, as the shared
+// pages of lmvGpuMemAllocPro keep them.
+using apr_pmem_record = ILMV_SHARED_PAGES;
 
-// One entry of the host-pointer list; `host` 0 marks a free entry.
+// One entry of the host-pointer list: the block's first byte (0 marks a free entry), the
+// OpenCL buffer over it and its pages.
 struct ILMV_GPU_PTR_ENTRY {
     void* host;
     cl_mem buffer;
-    size_t size;
     apr_pmem_record ion;
     bool registered;  // handed to the DSP transport too
 };
@@ -137,7 +133,7 @@ size_t ilmvGpuOptionText(uint32_t mask, char* text, size_t capacity);
 
 // Programs of the created system's table: 0 or the failing code (logged).
 int ilmvGpuBuildPrograms(ILMV_GPU_SYSTEM& system);
-void ilmvGpuReleasePrograms(ILMV_GPU_SYSTEM& system, int count);
+void ilmvGpuReleasePrograms(ILMV_GPU_SYSTEM& system);
 
 // The caches and the host-pointer list, set up after the programs and torn down with the
 // system. Blocks survive destruction (without their OpenCL buffers) so owners can free them.

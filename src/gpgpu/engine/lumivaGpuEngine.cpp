@@ -37,7 +37,7 @@ int findBlocks(const ILMV_GPU_CALL& call, Blocks* blocks)
             found = blocks->count++;
             blocks->entry[found] = *entry;
         }
-        if (image.span > blocks->entry[found].size) return ILMV_GPU_BAD_ARGUMENT;
+        if (image.span > blocks->entry[found].ion.length) return ILMV_GPU_BAD_ARGUMENT;
         blocks->index[i] = found;
     }
     return 0;
@@ -52,7 +52,7 @@ cl_int mapBack(const ILMV_CL& cl, cl_command_queue queue, const Blocks& blocks, 
         for (int attempt = 0; attempt < 2; ++attempt) {
             cl_int code = CL_SUCCESS;
             void* mapped = cl.clEnqueueMapBuffer(queue, blocks.entry[b].buffer, CL_TRUE, CL_MAP_READ | CL_MAP_WRITE,
-                                                 0, blocks.entry[b].size, 0, nullptr, nullptr, &code);
+                                                 0, blocks.entry[b].ion.length, 0, nullptr, nullptr, &code);
             if (code == CL_SUCCESS && mapped != blocks.entry[b].host) code = CL_INVALID_VALUE;
             if (result == CL_SUCCESS) result = code;
             if (code == CL_SUCCESS) break;
@@ -95,13 +95,15 @@ int ilmvGpuRun(const ILMV_GPU_CALL& call)
     if (!kernel) return (code ? code : CL_INVALID_KERNEL_NAME) - 400;
     Blocks blocks;
     int result = findBlocks(call, &blocks);
-    int unmapped = 0;
-    for (; result == 0 && unmapped < blocks.count; ++unmapped) {
+    int unmapped = 0;  // blocks handed to the device, to be given back whatever happens
+    while (result == 0 && unmapped < blocks.count) {
         code = cl.clEnqueueUnmapMemObject(s->queue, blocks.entry[unmapped].buffer, blocks.entry[unmapped].host, 0,
                                           nullptr, nullptr);
-        if (code != CL_SUCCESS) result = failure(*call.engine, code, "Failed to unmap %s mem obj.", 0, __LINE__);
+        if (code == CL_SUCCESS)
+            ++unmapped;
+        else
+            result = failure(*call.engine, code, "Failed to unmap %s mem obj.", 0, __LINE__);
     }
-    if (result != 0 && unmapped > 0) --unmapped;  // the one that failed stays mapped
     cl_event event = nullptr;
     if (result == 0) result = setAndRun(cl, call, blocks, kernel, s->queue, &event);
     const cl_int mapped = mapBack(cl, s->queue, blocks, unmapped);

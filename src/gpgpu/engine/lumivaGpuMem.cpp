@@ -9,15 +9,12 @@
 #include "xdsp_rpc/multi_domains/lumivaX5.h"
 
 #include <pthread.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstring>
 
 namespace {
 
 const char kPath[] = "src/gpgpu/engine/gpuIonMem";
-constexpr size_t kPage = 4096;
 constexpr int kBufferCount = 7;
 constexpr int kImageCount = 8;
 constexpr int kPtrCount = 128;
@@ -39,16 +36,14 @@ bool ready()
     return s && s->initialised;
 }
 
-// Caches are also built while the system is being created, before it counts as ready.
-const ILMV_GPU_SYSTEM* building()
+cl_mem newBuffer(cl_context context, size_t size, cl_int* code)
 {
-    return ilmvGpuSystem();
+    return ilmvCl()->clCreateBuffer(context, CL_MEM_READ_WRITE | CL_MEM_ALLOC_HOST_PTR, size, nullptr, code);
 }
 
-cl_mem newBuffer(size_t size, cl_int* code)
+void reportFailure(const char* text)
 {
-    return ilmvCl()->clCreateBuffer(building()->context, CL_MEM_READ_WRITE | CL_MEM_ALLOC_HOST_PTR, size, nullptr,
-                                    code);
+    vskGpuMessage("%s", kPath, __LINE__, text);
 }
 
 void releaseBlockMemory(const apr_pmem_record& ion, bool registered)
@@ -56,30 +51,7 @@ void releaseBlockMemory(const apr_pmem_record& ion, bool registered)
     if (registered)
         if (ILMV_REGISTER_BUF registerBuf = ilmvX5RegisterBuf())
             registerBuf(ion.address, static_cast<int>(ion.length), -1);
-    munmap(ion.address, ion.length);
-    close(ion.dmaFd);
-    ion_close(ion.ionFd);
-}
-
-// The shareable pages of a block, mapped: false (everything closed again) on failure.
-bool mapSharedPages(size_t size, apr_pmem_record* ion)
-{
-    ion->length = (size + kPage - 1) & ~(kPage - 1);
-    ion->ionFd = ion_open();
-    if (ion->ionFd < 0) return vskGpuMessage("lmvGpuMemAllocPro: open ion device failed", kPath, __LINE__), false;
-    if (ion_alloc_fd(ion->ionFd, ion->length, 0, 0x19, 1, &ion->dmaFd) != 0) {
-        vskGpuMessage("lmvGpuMemAllocPro: ION alloc length %zu failed", kPath, __LINE__, ion->length);
-        ion_close(ion->ionFd);
-        return false;
-    }
-    ion->address = mmap(nullptr, ion->length, PROT_READ | PROT_WRITE, MAP_SHARED, ion->dmaFd, 0);
-    if (ion->address == MAP_FAILED || !ion->address) {
-        vskGpuMessage("lmvGpuMemAllocPro: mmap failed", kPath, __LINE__);
-        close(ion->dmaFd);
-        ion_close(ion->ionFd);
-        return false;
-    }
-    return true;
+    ilmvUnmapSharedPages(ion, "lmvGpuMemFree: ", reportFailure);
 }
 
 // An OpenCL buffer over the block's pages, mapped for the CPU at the block's own address
@@ -129,7 +101,7 @@ int cacheOps(const apr_pmem_record* record, uint64_t flags, const char* noBuffer
 
 }  // namespace
 
-int ilmvGpuCreateCaches(ILMV_GPU_SYSTEM&)
+int ilmvGpuCreateCaches(ILMV_GPU_SYSTEM& system)
 {
     pthread_mutex_lock(&gBufferLock);
     std::memset(gBuffers, 0, sizeof gBuffers);
@@ -138,7 +110,7 @@ int ilmvGpuCreateCaches(ILMV_GPU_SYSTEM&)
     // uncached buffer of their own size.
     for (size_t size : kBufferSizes) {
         cl_int code = CL_SUCCESS;
-        cl_mem object = newBuffer(size, &code);
+        cl_mem object = newBuffer(system.context, size, &code);
         if (!object) {
             vskGpuError(code, __func__, "Failed to create cached buffer object.", kPath, __LINE__);
             continue;
@@ -187,7 +159,7 @@ LMV_EXPORT void _gpuGetBufferObjectFromCache(ILMV_GPU_BUFFER_OBJECT* out, size_t
     }
     // Beyond the cache: a buffer of exactly this size, made under the lock as well.
     cl_int code = CL_SUCCESS;
-    if (cl_mem object = newBuffer(size, &code)) *out = {object, size, 2, {0, 0}};
+    if (cl_mem object = newBuffer(ilmvGpuSystem()->context, size, &code)) *out = {object, size, 2, {0, 0}};
     pthread_mutex_unlock(&gBufferLock);
 }
 
@@ -335,16 +307,15 @@ LMV_EXPORT int apr_pmem_cache_ops_end(const apr_pmem_record* record)
 
 LMV_EXPORT void* lmvGpuMemAllocPro(size_t size, size_t alignment, uint32_t)
 {
-    if (!ready() || size == 0 || alignment > kPage || size > UINT32_MAX - kPage) return nullptr;
+    if (!ready() || size == 0 || alignment > ILMV_PAGE || size > UINT32_MAX - ILMV_PAGE) return nullptr;
     ILMV_GPU_PTR_ENTRY entry{};
-    if (!mapSharedPages(size, &entry.ion)) return nullptr;
+    if (!ilmvMapSharedPages(size, "lmvGpuMemAllocPro: ", reportFailure, &entry.ion)) return nullptr;
     // The DSP sees the block too when its transport is loaded.
     if (ILMV_REGISTER_BUF registerBuf = ilmvX5RegisterBuf()) {
         registerBuf(entry.ion.address, static_cast<int>(entry.ion.length), entry.ion.dmaFd);
         entry.registered = true;
     }
     entry.host = entry.ion.address;
-    entry.size = entry.ion.length;
     entry.buffer = wrapForDevice(entry.ion);
     if (!entry.buffer || _gpuAddPtrlist(&entry) != 0) {
         if (entry.buffer) dropDeviceBuffer(entry);

@@ -57,11 +57,16 @@ uint64_t fnv1a(const std::string& text)
     return h;
 }
 
-std::string cacheKey(const ILMV_CL& cl, cl_device_id device, const char* options, const ILMV_GPU_KERNEL_RECORD& r)
+// Where built binaries go for one creation: the device's identity (name and driver
+// version, read once) and the cache directory when it is usable ("" otherwise).
+struct BinaryCache {
+    std::string device;
+    std::string dir;
+};
+
+std::string cacheKey(const BinaryCache& cache, const char* options, const ILMV_GPU_KERNEL_RECORD& r)
 {
-    const std::string text = ilmvGpuDeviceText(cl, device, CL_DEVICE_NAME) + "\n" +
-                             ilmvGpuDeviceText(cl, device, CL_DRIVER_VERSION) + "\n" + options + "\n" +
-                             std::string(reinterpret_cast<const char*>(r.data), r.length);
+    const std::string text = cache.device + options + "\n" + std::string(reinterpret_cast<const char*>(r.data), r.length);
     char key[17];
     std::snprintf(key, sizeof key, "%016llx", static_cast<unsigned long long>(fnv1a(text)));
     return key;
@@ -78,20 +83,6 @@ bool cacheDirUsable()
            (st.st_mode & 077) == 0;
 }
 
-std::vector<unsigned char> readFile(const std::string& path)
-{
-    std::vector<unsigned char> data;
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return data;
-    struct stat st;
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 && st.st_size < (64 << 20)) {
-        data.resize(static_cast<size_t>(st.st_size));
-        if (read(fd, data.data(), data.size()) != static_cast<ssize_t>(data.size())) data.clear();
-    }
-    close(fd);
-    return data;
-}
-
 // Written under a temporary name and renamed, so a reader never sees half a binary.
 void writeFile(const std::string& path, const std::vector<unsigned char>& data)
 {
@@ -103,15 +94,20 @@ void writeFile(const std::string& path, const std::vector<unsigned char>& data)
     if (!written || rename(temporary.c_str(), path.c_str()) != 0) unlink(temporary.c_str());
 }
 
-std::vector<unsigned char> cachedBinary(const std::string& key)
+// The binary kept for `key`: from memory, else from the directory (and then kept in memory).
+std::vector<unsigned char> cachedBinary(const BinaryCache& cache, const std::string& key)
 {
-    {
-        std::lock_guard<std::mutex> lock(gBinariesLock);
-        auto found = gBinaries.find(key);
-        if (found != gBinaries.end()) return found->second;
-    }
-    if (!cacheDirUsable()) return {};
-    return readFile(gCacheDir + "/" + key + ".bin");
+    std::lock_guard<std::mutex> lock(gBinariesLock);
+    auto found = gBinaries.find(key);
+    if (found != gBinaries.end()) return found->second;
+    if (cache.dir.empty()) return {};
+    size_t length = 0;
+    char* data = ilmvReadWholeFile((cache.dir + "/" + key + ".bin").c_str(), &length);
+    if (!data) return {};
+    std::vector<unsigned char> binary(data, data + length);
+    std::free(data);
+    if (!binary.empty()) gBinaries[key] = binary;
+    return binary;
 }
 
 void forgetBinary(const std::string& key)
@@ -120,7 +116,7 @@ void forgetBinary(const std::string& key)
     gBinaries.erase(key);
 }
 
-void keepBinary(const ILMV_CL& cl, cl_program program, const std::string& key)
+void keepBinary(const ILMV_CL& cl, cl_program program, const BinaryCache& cache, const std::string& key)
 {
     size_t size = 0;
     if (cl.clGetProgramInfo(program, CL_PROGRAM_BINARY_SIZES, sizeof size, &size, nullptr) != CL_SUCCESS || !size)
@@ -128,7 +124,7 @@ void keepBinary(const ILMV_CL& cl, cl_program program, const std::string& key)
     std::vector<unsigned char> binary(size);
     unsigned char* pointer = binary.data();
     if (cl.clGetProgramInfo(program, CL_PROGRAM_BINARIES, sizeof pointer, &pointer, nullptr) != CL_SUCCESS) return;
-    if (cacheDirUsable()) writeFile(gCacheDir + "/" + key + ".bin", binary);
+    if (!cache.dir.empty()) writeFile(cache.dir + "/" + key + ".bin", binary);
     std::lock_guard<std::mutex> lock(gBinariesLock);
     gBinaries[key] = std::move(binary);
 }
@@ -165,7 +161,7 @@ cl_program fromSource(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, const ILMV_GPU_KERN
     return cl.clCreateProgramWithSource(s.context, 1, &text, &length, code);
 }
 
-// Builds `program`; on failure reports with the build log, releases it and returns the code.
+// Builds `program`; returns the code, a failure reported with the build log when asked.
 cl_int build(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, cl_program program, const char* options, const char* name,
              bool report)
 {
@@ -176,7 +172,8 @@ cl_int build(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, cl_program program, const ch
 
 // One entry's program: a cached binary for its source when there is one that still builds,
 // else compiled from the source (and cached); a device binary from a file as it is.
-cl_program programFor(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, const ILMV_GPU_KERNEL_RECORD& r, cl_int* code)
+cl_program programFor(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, const BinaryCache& cache, const ILMV_GPU_KERNEL_RECORD& r,
+                      cl_int* code)
 {
     char options[512];
     ilmvGpuOptionText(r.mask, options, sizeof options);
@@ -190,8 +187,8 @@ cl_program programFor(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, const ILMV_GPU_KERN
         if (!program) reportBuildFailure(cl, nullptr, s.devices[0], *code, r.name);
         return program;
     }
-    const std::string key = cacheKey(cl, s.devices[0], options, r);
-    const std::vector<unsigned char> cached = cachedBinary(key);
+    const std::string key = cacheKey(cache, options, r);
+    const std::vector<unsigned char> cached = cachedBinary(cache, key);
     if (!cached.empty()) {
         cl_int cachedCode = CL_SUCCESS;
         program = fromBinary(cl, s, cached.data(), cached.size(), &cachedCode);
@@ -215,7 +212,7 @@ cl_program programFor(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s, const ILMV_GPU_KERN
     }
     if (!cached.empty()) vskGpuMessage("Retry building programs ... OK\n", kPath, __LINE__);
     ++ilmvGpuStats().programsCompiled;
-    keepBinary(cl, program, key);
+    keepBinary(cl, program, cache, key);
     return program;
 }
 
@@ -286,11 +283,11 @@ void ilmvGpuForgetBinaries()
     gBinaries.clear();
 }
 
-void ilmvGpuReleasePrograms(ILMV_GPU_SYSTEM& s, int count)
+void ilmvGpuReleasePrograms(ILMV_GPU_SYSTEM& s)
 {
     const ILMV_CL* cl = ilmvCl();
     if (!s.programs || !cl) return;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < ILMV_GPU_KERNELS; ++i)
         if (s.programs[i]) cl->clReleaseProgram(s.programs[i]);
     std::memset(s.programs, 0, sizeof(cl_program) * ILMV_GPU_KERNELS);
 }
@@ -307,19 +304,23 @@ int ilmvGpuBuildPrograms(ILMV_GPU_SYSTEM& s)
         return vskGpuError(ILMV_GPU_NO_MEMORY, __func__, "Failed to allocate memory to create kernel.", kPath, __LINE__),
                ILMV_GPU_NO_MEMORY;
     for (int i = 0; i < ILMV_GPU_KERNELS; ++i) fillRecord(i, s.table[i]);
+    const BinaryCache cache = {ilmvGpuDeviceText(cl, s.devices[0], CL_DEVICE_NAME) + "\n" +
+                                   ilmvGpuDeviceText(cl, s.devices[0], CL_DRIVER_VERSION) + "\n",
+                               cacheDirUsable() ? gCacheDir : std::string()};
+    // A failing entry releases every program made so far.
     for (int i = 0; i < ILMV_GPU_KERNELS; ++i) {
         ILMV_GPU_KERNEL_RECORD& r = s.table[i];
         if (!r.data || r.length == 0) {
-            ilmvGpuReleasePrograms(s, i);
+            ilmvGpuReleasePrograms(s);
             char message[1100];
             std::snprintf(message, sizeof message, "Error in create kernel with empty content: %d %s", i, r.name);
             vskGpuError(ILMV_GPU_BAD_ARGUMENT, __func__, message, kPath, __LINE__);
             return ILMV_GPU_BAD_ARGUMENT;
         }
         cl_int code = CL_SUCCESS;
-        s.programs[i] = programFor(cl, s, r, &code);
+        s.programs[i] = programFor(cl, s, cache, r, &code);
         if (!s.programs[i]) {
-            ilmvGpuReleasePrograms(s, i);
+            ilmvGpuReleasePrograms(s);
             vskGpuMessage("Programs not created for device 0", kPath, __LINE__);
             return code != CL_SUCCESS ? code : CL_BUILD_PROGRAM_FAILURE;
         }
@@ -338,14 +339,14 @@ LMV_EXPORT void _gpuLoadKernelFile(ILMV_GPU_KERNEL_RECORD* record, int binary, c
     // The path is built in 1,024 bytes and cut short there, as a name never needs more.
     char path[1024];
     std::snprintf(path, sizeof path, "%s%s%s", gKernelDir.c_str(), name, binary ? ".o" : ".cl");
-    std::vector<unsigned char> data = readFile(path);
-    if (data.empty()) return;
-    unsigned char* copy = static_cast<unsigned char*>(std::malloc(data.size() + 1));
-    if (!copy) return;
-    std::memcpy(copy, data.data(), data.size());
-    copy[data.size()] = '\0';
-    record->data = copy;
-    record->length = data.size();
+    size_t length = 0;
+    char* data = ilmvReadWholeFile(path, &length);
+    if (!data || length == 0) {
+        std::free(data);
+        return;
+    }
+    record->data = reinterpret_cast<unsigned char*>(data);
+    record->length = length;
 }
 
 }  // extern "C"

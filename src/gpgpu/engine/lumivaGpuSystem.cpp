@@ -115,19 +115,15 @@ cl_int createQueue(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s)
 // Everything of the record but the record itself, in reverse order of creation.
 void releaseSystem(const ILMV_CL* cl, ILMV_GPU_SYSTEM& s)
 {
+    ilmvGpuReleasePrograms(s);
     if (cl && s.queue) cl->clReleaseCommandQueue(s.queue);
     if (cl && s.context) cl->clReleaseContext(s.context);
     std::free(s.devices);
     std::free(s.programs);
-    std::free(s.kernels);
+    std::free(s.kernels);  // allocated as creation's step 6 tells; kernels are made per call
     for (ILMV_GPU_KERNEL_RECORD& r : s.table)
         if (r.ownsData) std::free(const_cast<unsigned char*>(r.data));
     std::memset(&s, 0, sizeof s);
-}
-
-int64_t nowUs()
-{
-    return lmvGetTime();
 }
 
 int createSystem(const ILMV_CL& cl, ILMV_GPU_SYSTEM& s)
@@ -189,7 +185,9 @@ LMV_EXPORT void vskGpuMessage(const char* message, const char* file, int line, .
     va_start(args, line);
     std::vsnprintf(text, sizeof text, message, args);
     va_end(args);
-    ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG, "%s:%d %s\n", file, line, text);
+    const size_t length = std::strlen(text);
+    const bool ended = length > 0 && text[length - 1] == '\n';  // texts that bring their own line end
+    ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG, "%s:%d %s%s", file, line, text, ended ? "" : "\n");
 }
 
 LMV_EXPORT int lmvHasGPU(void)
@@ -216,14 +214,14 @@ LMV_EXPORT int lmvGpuCreateSystem(int)
     if (!cl) return ILMV_GPU_NO_SYSTEM;
     if (!gSystem) gSystem = static_cast<ILMV_GPU_SYSTEM*>(std::calloc(1, sizeof(ILMV_GPU_SYSTEM)));
     if (!gSystem) return GPU_FAIL(ILMV_GPU_NO_SYSTEM, "No system record."), ILMV_GPU_NO_SYSTEM;
-    const int64_t start = nowUs();
+    const int64_t start = lmvGetTime();
     gStats.programsFromCache = gStats.programsCompiled = gStats.programsFromFiles = gStats.rebuiltStale = 0;
     const int code = createSystem(*cl, *gSystem);
     if (code != CL_SUCCESS) {
         releaseSystem(cl, *gSystem);
         return code;
     }
-    gStats.creationUs = nowUs() - start;
+    gStats.creationUs = lmvGetTime() - start;
     gSystem->initialised = true;
     return 0;
 }
@@ -234,7 +232,6 @@ LMV_EXPORT void lmvGpuDestroySystem(void)
     const ILMV_CL* cl = ilmvCl();
     gSystem->initialised = false;
     ilmvGpuDestroyCaches(*gSystem);
-    ilmvGpuReleasePrograms(*gSystem, ILMV_GPU_KERNELS);
     releaseSystem(cl, *gSystem);
 }
 

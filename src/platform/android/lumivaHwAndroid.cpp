@@ -36,34 +36,6 @@ constexpr char kSourcePath[] = "src/platform/android/lumivaHwAndroid";
 ILMV_CPU_RECORD gCpu;
 pthread_once_t gProbeOnce = PTHREAD_ONCE_INIT;
 
-// Reads the whole file: on phones with many cores the per-processor blocks push the
-// "Hardware" line far past the first 4096 bytes. Reads retry on EINTR.
-char* readWholeFile(const char* path)
-{
-    int fd = open(path, O_RDONLY);
-    if (fd < 0) return nullptr;
-    size_t size = 0, capacity = 4096;
-    char* text = static_cast<char*>(std::malloc(capacity + 1));
-    while (text) {
-        if (size == capacity) {
-            char* grown = static_cast<char*>(std::realloc(text, 2 * capacity + 1));
-            if (!grown) break;
-            text = grown;
-            capacity *= 2;
-        }
-        ssize_t n = read(fd, text + size, capacity - size);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            std::free(text);
-            text = nullptr;
-        }
-        if (n <= 0) break;
-        size += static_cast<size_t>(n);
-    }
-    close(fd);
-    if (text) text[size] = 0;
-    return text;
-}
 
 // Calls fn(word) for each ';'-separated word of `list`.
 template <class Fn>
@@ -121,21 +93,6 @@ void closeDspSession()
     VSKAX5_deinit();
     defaultDSP = current;
     gDspComponent = gDspDomain = -1;
-}
-
-bool gpuPresent()
-{
-    return lmvHasGPU() == 1;
-}
-
-int createGpuSystem()
-{
-    return lmvGpuCreateSystem(1);
-}
-
-void destroyGpuSystem()
-{
-    lmvGpuDestroySystem();
 }
 
 void logUnitTime(const char* what, int64_t since)
@@ -203,6 +160,37 @@ char* ilmvCpuInfoField(const char* text, const char* field)
     return nullptr;
 }
 
+// Whole files are read to their end, not to a size read first: on phones with many cores
+// the per-processor blocks of /proc/cpuinfo push the "Hardware" line far past the first
+// 4096 bytes, and /proc files report no size. Reads retry on EINTR.
+char* ilmvReadWholeFile(const char* path, size_t* length)
+{
+    int fd = open(path, O_RDONLY);
+    if (fd < 0) return nullptr;
+    size_t size = 0, capacity = 4096;
+    char* text = static_cast<char*>(std::malloc(capacity + 1));
+    while (text) {
+        if (size == capacity) {
+            char* grown = static_cast<char*>(std::realloc(text, 2 * capacity + 1));
+            if (!grown) break;
+            text = grown;
+            capacity *= 2;
+        }
+        ssize_t n = read(fd, text + size, capacity - size);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            std::free(text);
+            text = nullptr;
+        }
+        if (n <= 0) break;
+        size += static_cast<size_t>(n);
+    }
+    close(fd);
+    if (text) text[size] = 0;
+    if (length) *length = text ? size : 0;
+    return text;
+}
+
 ILMV_CPU_RECORD ilmvParseCpuInfo(const char* text, const char* cpuOnlyChips)
 {
     ILMV_CPU_RECORD cpu{true, 0, 0, false};
@@ -228,7 +216,7 @@ ILMV_CPU_RECORD ilmvParseCpuInfo(const char* text, const char* cpuOnlyChips)
 
 ILMV_CPU_RECORD ilmvProbeCpuFile(const char* path, const char* cpuOnlyChips)
 {
-    char* text = readWholeFile(path);
+    char* text = ilmvReadWholeFile(path, nullptr);
     if (!text) return ILMV_CPU_RECORD{true, 0, 0, false};
     ILMV_CPU_RECORD cpu = ilmvParseCpuInfo(text, cpuOnlyChips);
     std::free(text);
@@ -259,7 +247,7 @@ LMV_EXPORT uint32_t lmvAvailableHWComponent(lmvOperationMode mode)
     logUnitTime(" X5 Initialization Time :", start);
     if (mode != 0) {
         start = lmvGetTime();
-        if (gpuPresent() && createGpuSystem() == 0) {
+        if (lmvHasGPU() == 1 && lmvGpuCreateSystem(1) == 0) {
             mask |= LUMIVA_HW_GPU;
             logUnitTime(" GPU Initialization Time :", start);
         }
@@ -351,7 +339,7 @@ LMV_EXPORT void lmvCleanUp(void)
 {
     const bool dspAllocator = ilmvSharedAllocator().alloc == lmvSharedMemAllocX;
     closeDspSession();
-    destroyGpuSystem();
+    lmvGpuDestroySystem();
     if (dspAllocator) {
         lmvDeInitSharedMem_Xdsp();
         gDspAllocatorReady = false;
