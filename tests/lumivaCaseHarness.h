@@ -81,7 +81,7 @@ template <class T>
 class CaseResult {
 public:
     explicit CaseResult(T* values) : values_(values) {}
-    T* data(int form) const { return values_ + form; }
+    T* data(int form = 0) const { return values_ + form; }
 
 private:
     T* values_;
@@ -143,6 +143,25 @@ public:
         }
         fillRandom<T>(reinterpret_cast<uint8_t*>(&value), sizeof value, false);
         return value;
+    }
+
+    // An input array of `count` values (filter taps): mostly small, sometimes any value of
+    // the type, so both the usual and the saturating paths run.
+    template <class T>
+    CaseResult<T> array(uint64_t count)
+    {
+        arrays_.emplace_back(std::max<uint64_t>(count, 1) * sizeof(T));
+        T* values = reinterpret_cast<T*>(arrays_.back().data());
+        const bool wide = rng_() % 4 == 0;
+        for (uint64_t i = 0; i < count; ++i) {
+            if constexpr (std::is_floating_point_v<T>)
+                values[i] = static_cast<T>(static_cast<int32_t>(rng_() % 513) - 256) / 128.0f;
+            else if (wide)
+                fillRandom<T>(reinterpret_cast<uint8_t*>(values + i), sizeof(T), false);
+            else
+                values[i] = static_cast<T>(static_cast<int32_t>(rng_() % 33) - (std::is_signed_v<T> ? 16 : 0));
+        }
+        return CaseResult<T>(values);
     }
 
     template <class T>
@@ -289,6 +308,7 @@ private:
     std::vector<std::unique_ptr<ilmvBuffer>> buffers_;
     std::vector<ilmvBuffer*> outputs_;
     std::vector<std::vector<uint8_t>> results_;
+    std::vector<std::vector<uint8_t>> arrays_;
     std::vector<size_t> resultSizes_;
     ilmvBuffer placeholder_;
     int64_t returned_[2] = {0, 0};

@@ -1,5 +1,5 @@
 // Every SIMD form against its reference form, bit for bit: widths 1 to 70 and a few
-// wide rows, several heights, packed and padded strides, aligned and unaligned
+// wide or tall images, several heights, packed and padded strides, aligned and unaligned
 // pointers. One test per operation, cases generated from the operation descriptions.
 #include "lumivaCaseHarness.h"
 #include "lumivaKernels.h"
@@ -16,7 +16,9 @@ TEST_P(SimdMatchesReference, OverSizesStridesAndAlignments)
     std::vector<std::pair<uint32_t, uint32_t>> sizes;
     for (uint32_t w = op.minWidth; w <= 70; ++w)
         for (uint32_t h : {1u, 2u, 3u, 5u}) sizes.emplace_back(w, h);
-    for (auto wide : {std::make_pair(127u, 9u), std::make_pair(256u, 3u), std::make_pair(1001u, 2u)})
+    // Wide rows, and tall enough images that windows of up to 17 rows have an interior.
+    for (auto wide : {std::make_pair(127u, 9u), std::make_pair(256u, 3u), std::make_pair(1001u, 2u),
+                      std::make_pair(std::max(op.minWidth, 23u), 21u), std::make_pair(std::max(op.minWidth, 70u), 19u)})
         sizes.push_back(wide);
     uint32_t seed = 1;
     for (auto [w, h] : sizes) {

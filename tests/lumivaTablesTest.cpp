@@ -1,6 +1,7 @@
 // The function and choice tables, the fillers, the index setters, the override calls,
 // the mode resets and lmvLogAssert.
 #include "core/lumivaModeLists.h"
+#include "platform/lumivaHardware.h"
 #include "lumivaKernels.h"
 #include "lumivaTestSupport.h"
 
@@ -24,7 +25,7 @@ TEST_F(TablesFilled, ColumnsOneToThreeHoldSimdAndOnlyTheDefaultDomainsRemoteColu
     EXPECT_EQ(reinterpret_cast<LMV_FUNC_PTR>(&lmvAbsDiffu8Xc), formOf(LMV_API_lmvAbsDiffu8, LMV_IMPL_XC));
     EXPECT_EQ(nullptr, formOf(LMV_API_lmvAbsDiffu8, LMV_IMPL_XM));
     EXPECT_EQ(LMV_PRESENT_C | LMV_PRESENT_V | LMV_PRESENT_DSP, lmvIsPresentImpl[LMV_API_lmvAbsDiffu8]);
-    EXPECT_EQ(LMV_PRESENT_C, lmvIsPresentImpl[LMV_API_lmvFilterMedian3x3u8]);
+    EXPECT_EQ(LMV_PRESENT_C, lmvIsPresentImpl[LMV_API_lmvBGCodeBookDiffu8]);
     EXPECT_EQ(nullptr, formOf(LMV_API_RESERVED_362, 0));
 }
 
@@ -51,16 +52,16 @@ struct ModeRow {
     uint32_t mode;
     int result;
     uint32_t absDiffIndex;  // what slot 5 ends on (the all-DSP modes: the default domain, CDSP)
-    uint32_t medianIndex;   // a GPU slot without forms here
+    uint32_t medianIndex;   // a GPU slot with SIMD, remote and G forms
 };
 
 TEST_F(TablesFilled, EachModeChoosesAsItsRowSays)
 {
     const ModeRow rows[] = {
-        {0, 0, 1, 0},           {1, 0, 1, 0},           {2, 0, 1, 3},           {3, 0, 1, 0},
-        {4, 0, 0, 0},           {7, 0, 0, 0},           {0x80000001u, 0, 1, 0}, {0x80000004u, 0, 1, 0},
-        {0x80000002u, 0, 0, 0}, {0x80000003u, -1, 1, 0}, {0x80000020u, 0, 1, 3}, {0x80000400u, 0, 5, 0},
-        {0x80000008u, 0, 5, 0},
+        {0, 0, 1, 1},           {1, 0, 1, 1},           {2, 0, 1, 3},           {3, 0, 1, 1},
+        {4, 0, 0, 0},           {7, 0, 0, 0},           {0x80000001u, 0, 1, 1}, {0x80000004u, 0, 1, 1},
+        {0x80000002u, 0, 0, 0}, {0x80000003u, -1, 1, 1}, {0x80000020u, 0, 1, 3}, {0x80000400u, 0, 5, 5},
+        {0x80000008u, 0, 5, 5},
     };
     for (const ModeRow& row : rows) {
         EXPECT_EQ(row.result, lmvSetOperationMode(static_cast<int32_t>(row.mode))) << std::hex << row.mode;
@@ -118,7 +119,7 @@ TEST_F(TablesFilled, OverrideCallsLogAndRefuseMissingForms)
     EXPECT_EQ(LUMIVA_LOG_DEBUG, log.lines()[0].priority);
     EXPECT_EQ(1, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_V));
     EXPECT_EQ(1, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_X));
-    EXPECT_EQ(0, GetApiToCore(LMV_API_lmvFilterMedian3x3u8, LMV_IMPL_EXT_X));
+    EXPECT_EQ(0, GetApiToCore(LMV_API_lmvBGCodeBookDiffu8, LMV_IMPL_EXT_X));
     EXPECT_EQ(0, GetApiToCore(LMV_API_lmvAbsDiffu8, LMV_IMPL_EXT_G));
 
     log.clear();
@@ -215,6 +216,10 @@ TEST(IndexSetters, ReturnCodes)
 
 TEST(IndexSetters, HardwareTablesChangeNothingWithoutTheUnits)
 {
+    // A processor whose maker has no DSP or GPU: the probe reports neither, whatever an
+    // earlier test found.
+    const ILMV_CPU_RECORD saved = ilmvCpuRecord();
+    ilmvCpuRecord() = {true, ILMV_CPU_VFP, 0, false};
     OwnTables t;
     EXPECT_EQ(1, uHWLowPowerModeTable(&t.record));
     EXPECT_EQ(1, uXCpuOffloadModeTable(&t.record));
@@ -222,6 +227,7 @@ TEST(IndexSetters, HardwareTablesChangeNothingWithoutTheUnits)
     EXPECT_EQ(1, uHWPerformanceModeTable(nullptr));
     for (uint32_t v : t.impl) EXPECT_EQ(0u, v);
     for (uint32_t v : t.internal) EXPECT_EQ(0u, v);
+    ilmvCpuRecord() = saved;
 }
 
 TEST(IndexSetters, ModeListsAreSortedSlots)

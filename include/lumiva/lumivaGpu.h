@@ -79,6 +79,40 @@ LMV_EXPORT int lmvGpuColorYUV420toRGB565u8(const uint8_t* src, uint32_t width, u
 /** lmvFilterGaussian3x3u8_v2 on the GPU; dst must differ from src (397). */
 LMV_EXPORT int lmvGpuFilterGaussian3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
                                          uint32_t srcStride, uint8_t* dst, uint32_t dstStride, int32_t blurBorder);
+/** lmvFilterGaussian5x5u8 on the GPU; dst must differ from src (397), as for every filter engine below. */
+LMV_EXPORT int lmvGpuFilterGaussian5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                         uint32_t srcStride, uint8_t* dst, uint32_t dstStride, int32_t blurBorder);
+/** lmvBoxFilter3x3u8, 5x5 and 11x11 on the GPU (the frame left as dst holds it). */
+LMV_EXPORT int lmvGpuBoxFilter3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                    uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int lmvGpuBoxFilter5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                    uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int lmvGpuBoxFilter11x11u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                      uint8_t* dst, uint32_t dstStride);
+/** The k x k box mean (k = 3, 5 or 11) with border modes, as lmvBoxFilter3x3u8_v2 computes it for k = 3. */
+LMV_EXPORT int lmvGpuBoxFilteru8V2(uint32_t k, const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                   uint32_t srcStride, uint8_t* dst, uint32_t dstStride, LMV_BORDER_TYPE borderType,
+                                   uint8_t borderValue);
+/** lmvFilterErode3x3u8_v2, lmvFilterDilate3x3u8_v2 and lmvFilterMedian3x3u8_v2 on the GPU. */
+LMV_EXPORT int lmvGpuFilterErode3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                      uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int lmvGpuFilterDilate3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                       uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int lmvGpuFilterMedian3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                       uint8_t* dst, uint32_t dstStride);
+/** lmvFilterCorr3x3s8_v2 on the GPU. */
+LMV_EXPORT int lmvGpuFilterCorr3x3s8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                     const int8_t* kernel, uint32_t shift, uint8_t* dst, uint32_t dstStride);
+/** lmvFilterCorrSep9x9s16 and lmvFilterCorrSep11x11s16 on the GPU (the taps are passed by value). */
+LMV_EXPORT int lmvGpuFilterCorrSep9x9s16(const int16_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                         uint32_t srcStride, const int16_t* kernel, uint32_t shift, int16_t* dst,
+                                         uint32_t dstStride);
+LMV_EXPORT int lmvGpuFilterCorrSep11x11s16(const int16_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                           uint32_t srcStride, const int16_t* kernel, uint32_t shift, int16_t* dst,
+                                           uint32_t dstStride);
+/** lmvBilateralFilter5x5u8 on the GPU. */
+LMV_EXPORT int lmvGpuBilateralFilter5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                          uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 /** lmvImageDiffs16 on the GPU; dst may equal either source. */
 LMV_EXPORT int lmvGpuImageDiffs16(const int16_t* src1, const int16_t* src2, uint32_t srcWidth, uint32_t srcHeight,
                                   uint32_t srcStride, int16_t* dst, uint32_t dstStride);

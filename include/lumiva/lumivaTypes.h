@@ -30,6 +30,15 @@ enum {
     LUMIVA_OVERFLOW_SATURATE = 1  /**< clamped to the destination range */
 };
 
+/** What a neighbourhood filter does where its window leaves the image. An integer, so that
+ *  any value can be passed: values other than the three below are refused (status 3). */
+typedef int32_t LMV_BORDER_TYPE;
+enum {
+    LUMIVA_BORDER_UNDEFINED = 0,  /**< border pixels (whose window leaves the image) are not written */
+    LUMIVA_BORDER_CONSTANT = 1,   /**< pixels outside the image take the call's borderValue */
+    LUMIVA_BORDER_REPLICATE = 2   /**< pixels outside the image repeat the nearest edge pixel */
+};
+
 /** One level of a first-generation pyramid: rows packed, no stride. */
 typedef struct {
     void* ptr;

@@ -3,6 +3,9 @@
 #include "core/lumivaEntry.h"
 #include "cpu/lumivaFilter.h"
 
+#include <algorithm>
+#include <limits>
+
 void ilmvGaussianRowC(const uint8_t* above, const uint8_t* row, const uint8_t* below, size_t width, uint8_t* dst)
 {
     auto column = [&](size_t x) { return above[x] + 2 * row[x] + below[x]; };
@@ -56,4 +59,121 @@ void ilmvGaussian3x3Frame(ilmvGaussianRowFn row, const uint8_t* src, uint32_t wi
         dst[size_t(y) * dstStride] = borderPixel(src, width, height, srcStride, 0, y);
         dst[size_t(y) * dstStride + width - 1] = borderPixel(src, width, height, srcStride, width - 1, y);
     }
+}
+
+// ---- Reference row kernels of the other filters ---------------------------------------------
+namespace {
+
+template <class T>
+T saturate(int64_t v)
+{
+    return static_cast<T>(std::min<int64_t>(std::max<int64_t>(v, std::numeric_limits<T>::min()),
+                                            std::numeric_limits<T>::max()));
+}
+
+// Separable taps: column sums of the kh rows first (exact in 64 bits), then the horizontal taps.
+template <class In, class Out>
+void separableRow(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out* dst, int64_t* columns)
+{
+    for (size_t x = 0; x < n + taps.kw - 1; ++x) {
+        int64_t sum = 0;
+        for (uint32_t k = 0; k < taps.kh; ++k) sum += int64_t(taps.ky[k]) * rows[k][x];
+        columns[x] = sum;
+    }
+    for (size_t x = 0; x < n; ++x) {
+        int64_t sum = 0;
+        for (uint32_t k = 0; k < taps.kw; ++k) sum += int64_t(taps.kx[k]) * columns[x + k];
+        dst[x] = saturate<Out>((sum + taps.bias) >> taps.shift);
+    }
+}
+
+const int32_t kBinomial5[5] = {1, 4, 6, 4, 1};
+
+void gauss5Row(const uint8_t* const* rows, size_t n, uint8_t* dst)
+{
+    int64_t columns[5];
+    for (size_t x = 0; x < n; ++x) {
+        for (int k = 0; k < 5; ++k) {
+            columns[k] = 0;
+            for (int j = 0; j < 5; ++j) columns[k] += kBinomial5[j] * rows[j][x + k];
+        }
+        int64_t sum = 0;
+        for (int k = 0; k < 5; ++k) sum += kBinomial5[k] * columns[k];
+        dst[x] = static_cast<uint8_t>((sum + 128) >> 8);
+    }
+}
+
+void boxRow(const uint8_t* const* rows, uint32_t k, size_t n, uint8_t* dst)
+{
+    const uint32_t area = k * k;
+    for (size_t x = 0; x < n; ++x) {
+        uint32_t sum = 0;
+        for (uint32_t j = 0; j < k; ++j)
+            for (uint32_t i = 0; i < k; ++i) sum += rows[j][x + i];
+        dst[x] = static_cast<uint8_t>((sum + area / 2) / area);
+    }
+}
+
+void extremeRow(const uint8_t* const* rows, uint32_t kw, uint32_t kh, bool maximum, size_t n, uint8_t* dst, int64_t*)
+{
+    for (size_t x = 0; x < n; ++x) {
+        uint8_t best = rows[0][x];
+        for (uint32_t j = 0; j < kh; ++j)
+            for (uint32_t i = 0; i < kw; ++i) best = maximum ? std::max(best, rows[j][x + i]) : std::min(best, rows[j][x + i]);
+        dst[x] = best;
+    }
+}
+
+void median3Row(const uint8_t* const* rows, size_t n, uint8_t* dst)
+{
+    for (size_t x = 0; x < n; ++x) {
+        uint8_t v[9];
+        for (int j = 0; j < 3; ++j)
+            for (int i = 0; i < 3; ++i) v[3 * j + i] = rows[j][x + i];
+        std::nth_element(v, v + 4, v + 9);
+        dst[x] = v[4];
+    }
+}
+
+void separableu8Row(const uint8_t* const* rows, const ilmvSepTaps& taps, size_t n, uint8_t* dst, int64_t* scratch)
+{
+    separableRow(rows, taps, n, dst, scratch);
+}
+
+void separables16Row(const int16_t* const* rows, const ilmvSepTaps& taps, size_t n, int16_t* dst, int64_t* scratch)
+{
+    separableRow(rows, taps, n, dst, scratch);
+}
+
+template <class Out>
+void correlationRow(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                    uint32_t shift, size_t n, Out* dst)
+{
+    for (size_t x = 0; x < n; ++x) {
+        int64_t sum = 0;
+        for (uint32_t j = 0; j < kh; ++j)
+            for (uint32_t i = 0; i < kw; ++i) sum += int64_t(taps[j * kw + i]) * rows[j][x + i];
+        dst[x] = saturate<Out>((sum + bias) >> shift);
+    }
+}
+
+void correlationf32Row(const uint8_t* const* rows, const float32_t* taps, uint32_t kw, uint32_t kh, size_t n,
+                       float32_t* dst)
+{
+    for (size_t x = 0; x < n; ++x) {
+        float32_t sum = 0.0f;
+        for (uint32_t j = 0; j < kh; ++j)
+            for (uint32_t i = 0; i < kw; ++i) sum = sum + taps[j * kw + i] * float32_t(rows[j][x + i]);
+        dst[x] = sum;
+    }
+}
+
+}  // namespace
+
+const ilmvFilterRows& ilmvFilterRowsC()
+{
+    static const ilmvFilterRows rows = {gauss5Row,          boxRow,          extremeRow,
+                                        median3Row,         separableu8Row,  separables16Row,
+                                        correlationRow<uint8_t>, correlationRow<int16_t>, correlationf32Row};
+    return rows;
 }

@@ -147,7 +147,8 @@ class Remote:
     def expr(self):
         names = ", ".join(f"(uintptr_t)({n})" for n in self.aligned)
         area = f"{self.area} > {REMOTE_MIN_AREA}u && " if self.area else ""
-        return f"{area}ilmvMultipleOf({self.align}, {names}) && ({self.require})"
+        aligned = f"ilmvMultipleOf({self.align}, {names}) && " if self.aligned else ""
+        return f"{area}{aligned}({self.require})"
 
 
 @dataclass
@@ -247,6 +248,10 @@ class Op:
 
     def images(self):
         return [p for p in self.params if isinstance(p, Image)]
+
+    def simd(self):
+        """The name of the form that serves as SIMD: the reference where there is no SIMD form."""
+        return self.name + ("V" if self.has_form("V") else "C")
 
     def has_form(self, f):
         return f in self.form_list()

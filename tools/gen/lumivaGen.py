@@ -346,7 +346,7 @@ def entry_body(o, name, params, rule, call_args):
     slot = enum_name(o.slot, o.name) if o.follows_slot is None else f"(LMV_API_enum){o.follows_slot}"
     decl = f"{o.ret} {name}({', '.join(param_decl(p) for p in params)})"
     if o.follows_slot is not None:
-        call = f"(idx == LMV_IMPL_C ? {o.name}C : {o.name}V)({call_args})"
+        call = f"(idx == LMV_IMPL_C ? {o.name}C : {o.simd()})({call_args})"
     else:
         call = f"ilmvImpl<{o.name}_fn>({slot}, idx)({call_args})"
     prologue = stride_defaults(holder_op(o, params)) + "".join(f"    {line}\n" for line in o.prelude)
@@ -429,13 +429,27 @@ def gen_registry(ops, slots):
                 names="\n".join(f"    {c_string(n) if n else 'nullptr'}," for n in slots))
 
 
+def scalar_lines(o, declared=False):
+    """The case's scalars, drawn first: array lengths may depend on them."""
+    lines = []
+    for p in o.params:
+        if isinstance(p, Scalar):
+            choices = "{" + ", ".join(f"({p.ctype})({v})" for v in p.test) + "}" if p.test else "{}"
+            lines.append(f"    {p.ctype if declared else 'auto'} {p.name} = c.scalar<{p.ctype}>({choices});\n")
+    return lines
+
+
 def case_for(o, first="C"):
     """One generated test case: the same inputs through two ways of running the operation,
     outputs compared: the C and V forms, or (first="entry") the public entry and the V form."""
-    lines = []
+    lines = scalar_lines(o)
     call_args = {0: [], 1: []}
     for p in o.params:
-        if isinstance(p, Image):
+        if isinstance(p, Points) and p.direction == "in":
+            lines.append(f"    auto arr_{p.name} = c.array<{p.ctype}>({p.elements()});\n")
+            for f in (0, 1):
+                call_args[f].append(f"arr_{p.name}.data()")
+        elif isinstance(p, Image):
             kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
             opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}"
             lines.append(f"    auto {p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
@@ -449,15 +463,13 @@ def case_for(o, first="C"):
             for f in (0, 1):
                 call_args[f].append(f"{owner.name}.stride()")
         elif isinstance(p, Scalar):
-            choices = "{" + ", ".join(f"({p.ctype})({v})" for v in p.test) + "}" if p.test else "{}"
-            lines.append(f"    auto {p.name} = c.scalar<{p.ctype}>({choices});\n")
             for f in (0, 1):
                 call_args[f].append(p.name)
         elif isinstance(p, ScalarOut):
             lines.append(f"    auto {p.name} = c.result<{p.ctype}>();\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
-    second = {"remote": "X", "gpu": "G"}.get(first, "V")
+    second = {"remote": "X", "gpu": "G"}.get(first, "V" if o.has_form("V") else "C")
     for f, form in ((0, "C" if first in ("C", "remote", "gpu") else ""), (1, second)):
         call = f"{o.name}{form}({', '.join(call_args[f])})"
         lines.append(f"    c.record({f}, {call});\n" if o.ret != VOID else f"    {call};\n")
@@ -472,9 +484,12 @@ def bad_case(o):
     own rule whether the call must be refused, and the harness checks the refusal (status 3
     or the logged assertion, nothing written) or, for a call the rule lets through, that it
     stays inside the buffers."""
-    lines, args = [], []
+    lines, args = scalar_lines(o, declared=True), []
     for p in o.params:
-        if isinstance(p, Image):
+        if isinstance(p, Points) and p.direction == "in":
+            lines.append(f"    auto arr_{p.name} = c.array<{p.ctype}>({p.elements()});\n")
+            lines.append(f"    const {p.ctype}* {p.name} = arr_{p.name}.data();\n")
+        elif isinstance(p, Image):
             kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
             opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}"
             lines.append(f"    auto img_{p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
@@ -485,9 +500,6 @@ def bad_case(o):
         elif isinstance(p, Stride):
             owner = next(i for i in o.images() if i.stride == p.name)
             lines.append(f"    uint32_t {p.name} = img_{owner.name}.stride();\n")
-        elif isinstance(p, Scalar):
-            choices = "{" + ", ".join(f"({p.ctype})({v})" for v in p.test) + "}" if p.test else "{}"
-            lines.append(f"    {p.ctype} {p.name} = c.scalar<{p.ctype}>({choices});\n")
         elif isinstance(p, ScalarOut):
             lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>();\n    {p.ctype}* {p.name} = res_{p.name}.data(0);\n")
         args.append(p.name)
@@ -528,7 +540,9 @@ def has_own_entry(o):
 
 
 def gen_cases(ops):
-    paired = [o for o in ops if o.has_form("C") and o.has_form("V") and o.cases]
+    # Operations without a SIMD form run their cases against the reference form (the entry,
+    # remote and GPU comparisons are the ones that count for them).
+    paired = [o for o in ops if o.has_form("C") and o.cases]
     entry_of = {o.name: f"case_{o.name}_entry" if has_own_entry(o) else "nullptr" for o in paired}
     remote_of = {o.name: f"case_{o.name}_remote" if o.has_form("X") else "nullptr" for o in paired}
     bad_of = {o.name: f"bad_{o.name}" if has_own_entry(o) else "nullptr" for o in paired}

@@ -24,7 +24,7 @@ def gpu_form(o, signature):
     assert o.ret == VOID, f"{o.name}: a G form for an operation with a result needs its engine to return it"
     args = ", ".join(p.name for p in o.params)
     return (f"LMV_EXPORT {signature(o, o.name + 'G')}\n{{\n    const int code = {engine_call(o)};\n"
-            f"    if (code == 0)\n        return;\n    ilmvGpuDeclined(\"{o.name}G\", code);\n    {o.name}V({args});\n}}\n\n")
+            f"    if (code == 0)\n        return;\n    ilmvGpuDeclined(\"{o.name}G\", code);\n    {o.simd()}({args});\n}}\n\n")
 
 
 def gen_gpu_forms(ops, banner, signature):

@@ -169,7 +169,7 @@ def remote_forms(o, slot):
     call = (f"    const int status = ilmvX5Invoke(handle, [&] {{ return ilmvX5Stub(ilmvStub_{o.name})"
             f"({stub_call_args(o)}); }});\n")
     done = "        return;\n" if o.ret == VOID else "        return result;\n"
-    fallback = (f"    {'' if o.ret == VOID else 'return '}ilmvX5Simd<{o.name}_fn>({slot}, {o.name}V)"
+    fallback = (f"    {'' if o.ret == VOID else 'return '}ilmvX5Simd<{o.name}_fn>({slot}, {o.simd()})"
                 f"({public_args(o)});\n")
     text = [f"LMV_EXPORT {layer_decl(o)}\n{{\n{guard}{lengths}{result}{call}"
             f"    if (status == 0)\n{done}{fallback}}}\n\n"]

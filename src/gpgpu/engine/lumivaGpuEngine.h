@@ -20,7 +20,7 @@ struct ILMV_GPU_ENGINE {
 };
 
 constexpr int ILMV_GPU_MAX_IMAGES = 3;
-constexpr int ILMV_GPU_MAX_ARGS = 12;
+constexpr int ILMV_GPU_MAX_ARGS = 16;
 
 // One kernel argument: an image (by its place in the call's image list) or a 32-bit value.
 struct ILMV_GPU_ARG {

@@ -327,6 +327,7 @@ LMV_EXPORT int lmvSelectXDSP5Mode(int component)
 {
     ilmvLog(LUMIVA_LOG_DEBUG, LUMIVA_LIB_TAG, "%s", "Lumiva vendor library");
     closeDspSession();
+    XDSP_initflag = 0;  // the session is down until the new one opens
     int error = openDspSession(component, kVersion);
     if (error != 0) return error;
     gDspComponent = component;

@@ -1,0 +1,94 @@
+// The neighbourhood-filter frame: one place that decides, for every filter of the family,
+// which rows a window reads and what it sees outside the image. Row kernels never test a
+// border: each gets, per output row, one pointer per window row, positioned so that output x
+// reads columns x .. x + kw - 1 of every row.
+//
+//  - Interior: only pixels whose whole window lies inside the image are computed; the
+//    pointers go straight into the source, nothing is copied.
+//  - Constant / Replicate: every pixel is computed; source rows are copied once into a ring
+//    of padded rows (kw - 1 extra columns), and rows above or below the image are a row of
+//    the constant or the nearest edge row.
+#ifndef LUMIVA_FILTER_FRAME_H
+#define LUMIVA_FILTER_FRAME_H
+
+#include "lumiva/lumivaTypes.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+enum class ilmvEdge { kInterior, kConstant, kReplicate };
+
+// The frame's edge for a public border type; false for a value that names none.
+inline bool ilmvEdgeOf(LMV_BORDER_TYPE border, ilmvEdge* edge)
+{
+    switch (border) {
+    case LUMIVA_BORDER_UNDEFINED: *edge = ilmvEdge::kInterior; return true;
+    case LUMIVA_BORDER_CONSTANT: *edge = ilmvEdge::kConstant; return true;
+    case LUMIVA_BORDER_REPLICATE: *edge = ilmvEdge::kReplicate; return true;
+    default: return false;
+    }
+}
+
+// Row y of an image: strides of typed rows step in whole elements (a stride is read rounded
+// down to one), so every row starts aligned to its element.
+template <class T>
+inline const T* ilmvRowAt(const T* base, size_t strideBytes, size_t y)
+{
+    return base + y * (strideBytes / sizeof(T));
+}
+
+template <class T>
+inline T* ilmvRowAt(T* base, size_t strideBytes, size_t y)
+{
+    return base + y * (strideBytes / sizeof(T));
+}
+
+// Calls row(rows, n, y, x0) for every output row y that the edge rule computes: rows[k] is
+// window row k, n the outputs from column x0 on. The window is kw x kh with its anchor at
+// (kw / 2, kh / 2); both sizes are odd.
+template <class T, class Row>
+void ilmvFilterFrame(const T* src, uint32_t width, uint32_t height, uint32_t srcStride, uint32_t kw, uint32_t kh,
+                     ilmvEdge edge, T borderValue, Row row)
+{
+    const uint32_t rx = kw / 2, ry = kh / 2;
+    std::vector<const T*> rows(kh);
+    if (edge == ilmvEdge::kInterior) {
+        if (width < kw || height < kh) return;
+        for (uint32_t y = ry; y + ry < height; ++y) {
+            for (uint32_t k = 0; k < kh; ++k) rows[k] = ilmvRowAt(src, srcStride, y - ry + k);
+            row(rows.data(), size_t(width - 2 * rx), y, rx);
+        }
+        return;
+    }
+    // A ring of kh padded rows keyed by source row; in Constant mode one more row of the value.
+    const size_t padded = size_t(width) + 2 * rx;
+    std::vector<T> ring(padded * (kh + 1), borderValue);
+    std::vector<int64_t> holds(kh, -1);
+    const T* outside = ring.data() + padded * kh;
+    auto paddedRow = [&](int64_t sy) -> const T* {
+        if (sy < 0 || sy >= int64_t(height)) {
+            if (edge == ilmvEdge::kConstant) return outside;
+            sy = std::min<int64_t>(std::max<int64_t>(sy, 0), height - 1);
+        }
+        const size_t slot = size_t(sy % kh);
+        T* line = ring.data() + padded * slot;
+        if (holds[slot] != sy) {
+            const T* from = ilmvRowAt(src, srcStride, size_t(sy));
+            std::copy(from, from + width, line + rx);
+            const T left = edge == ilmvEdge::kConstant ? borderValue : from[0];
+            const T right = edge == ilmvEdge::kConstant ? borderValue : from[width - 1];
+            std::fill(line, line + rx, left);
+            std::fill(line + rx + width, line + padded, right);
+            holds[slot] = sy;
+        }
+        return line;
+    };
+    for (uint32_t y = 0; y < height; ++y) {
+        for (uint32_t k = 0; k < kh; ++k) rows[k] = paddedRow(int64_t(y) - ry + k);
+        row(rows.data(), size_t(width), y, 0u);
+    }
+}
+
+#endif
