@@ -117,7 +117,12 @@ TEST_F(LeakCycles, TheDspSessionAThousandTimes)
     setenv("LUMIVA_DSPD_EMULATOR", LUMIVA_TEST_DSPD_EMULATOR, 1);
 #endif
     setDefaultDSPValue(LUMIVA_DSP_CDSP);
-    lmvCleanUp();  // a session an earlier test's mode left open talks to another simulator
+    // Whatever earlier tests left: no session, and no open count. A test that moved the
+    // default domain under an open session leaves the first domain's count raised (closing
+    // closes the default domain's channel), and a raised count never opens a channel again.
+    lmvCleanUp();
+    cdspDomainHandle_count = 0;
+    cdsp_domain_handle = 0;
     expectNoGrowth("DSP sessions", 1000, [] {
         char version[] = "1.7.1";
         ASSERT_EQ(0, lmvX5Initialize(0, version));
