@@ -5,6 +5,7 @@
 #include "gpgpu/engine/lumivaGpu.h"
 #include "gpgpu/engine/lumivaGpuEngine.h"
 #include "lumivaCaseHarness.h"
+#include "cpu/lumivaFilter.h"
 #include "lumivaKernels.h"
 #include "lumivaTestSupport.h"
 #include "memory/lumivaMemInternal.h"
@@ -518,6 +519,36 @@ TEST_F(Gpu, ConversionsOfWholeFramesGiveTheReferenceBytes)
         runs += 3;
     }
     EXPECT_EQ(before + runs, ilmvGpuStats().engineRuns);
+}
+
+// The filter engines no slot dispatches to (the bordered box means, the separable s16
+// correlations) against the reference forms they mirror.
+TEST_F(Gpu, FilterEnginesWithoutASlotGiveTheReferenceBytes)
+{
+    REQUIRE_GPU();
+    const int16_t taps[11] = {1, -10, 45, 120, -210, 252, 210, -120, 45, 10, -1};
+    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{16, 16}, {37, 19}, {64, 48}}) {
+        SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
+        Blocks b;
+        const size_t pixels = size_t(w) * h;
+        const uint8_t* image = b.make(pixels, 1);
+        for (uint32_t k : {3u, 5u, 11u})
+            for (LMV_BORDER_TYPE border : {LUMIVA_BORDER_UNDEFINED, LUMIVA_BORDER_CONSTANT, LUMIVA_BORDER_REPLICATE}) {
+                uint8_t* expected = b.make(pixels, 2);
+                uint8_t* got = b.make(pixels, 2);
+                ASSERT_EQ(LUMIVA_SUCCESS, ilmvBox(ilmvFilterRowsC(), k, image, w, h, w, expected, w, border, 9));
+                ASSERT_EQ(0, lmvGpuBoxFilteru8V2(k, image, w, h, w, got, w, border, 9));
+                EXPECT_EQ(0, std::memcmp(expected, got, pixels)) << k << " " << border;
+            }
+        const int16_t* wide = reinterpret_cast<const int16_t*>(b.make(pixels * 2, 3));
+        for (uint32_t k : {9u, 11u}) {
+            int16_t* expected = reinterpret_cast<int16_t*>(b.make(pixels * 2, 4));
+            int16_t* got = reinterpret_cast<int16_t*>(b.make(pixels * 2, 4));
+            (k == 9 ? lmvFilterCorrSep9x9s16C : lmvFilterCorrSep11x11s16C)(wide, w, h, 2 * w, taps, 9, expected, 2 * w);
+            ASSERT_EQ(0, (k == 9 ? lmvGpuFilterCorrSep9x9s16 : lmvGpuFilterCorrSep11x11s16)(wide, w, h, 0, taps, 9, got, 0));
+            EXPECT_EQ(0, std::memcmp(expected, got, pixels * 2)) << k;
+        }
+    }
 }
 
 TEST_F(Gpu, InPlaceFormsWorkOnOneBlockAndNeighbourhoodFormsDecline)
