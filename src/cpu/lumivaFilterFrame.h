@@ -5,9 +5,10 @@
 //
 //  - Interior: only pixels whose whole window lies inside the image are computed; the
 //    pointers go straight into the source, nothing is copied.
-//  - Constant / Replicate: every pixel is computed; source rows are copied once into a ring
-//    of padded rows (kw - 1 extra columns), and rows above or below the image are a row of
-//    the constant or the nearest edge row.
+//  - Constant / Replicate: every pixel is computed. Rows whose window stays inside the image
+//    vertically read the source directly, except for the kw / 2 outputs at each end, which
+//    read small padded pieces; rows near the top and bottom read padded copies from a ring
+//    (rows above or below the image are a row of the constant or the nearest edge row).
 #ifndef LUMIVA_FILTER_FRAME_H
 #define LUMIVA_FILTER_FRAME_H
 
@@ -62,11 +63,17 @@ void ilmvFilterFrame(const T* src, uint32_t width, uint32_t height, uint32_t src
         }
         return;
     }
-    // A ring of kh padded rows keyed by source row; in Constant mode one more row of the value.
+    // Rows near the top and bottom read padded copies: a ring of kh padded rows keyed by
+    // source row, and in Constant mode one more row of the value.
     const size_t padded = size_t(width) + 2 * rx;
     std::vector<T> ring(padded * (kh + 1), borderValue);
     std::vector<int64_t> holds(kh, -1);
     const T* outside = ring.data() + padded * kh;
+    auto padOne = [&](const T* from, int64_t x) -> T {
+        if (x >= 0 && x < int64_t(width)) return from[x];
+        if (edge == ilmvEdge::kConstant) return borderValue;
+        return from[x < 0 ? 0 : width - 1];
+    };
     auto paddedRow = [&](int64_t sy) -> const T* {
         if (sy < 0 || sy >= int64_t(height)) {
             if (edge == ilmvEdge::kConstant) return outside;
@@ -77,15 +84,37 @@ void ilmvFilterFrame(const T* src, uint32_t width, uint32_t height, uint32_t src
         if (holds[slot] != sy) {
             const T* from = ilmvRowAt(src, srcStride, size_t(sy));
             std::copy(from, from + width, line + rx);
-            const T left = edge == ilmvEdge::kConstant ? borderValue : from[0];
-            const T right = edge == ilmvEdge::kConstant ? borderValue : from[width - 1];
-            std::fill(line, line + rx, left);
-            std::fill(line + rx + width, line + padded, right);
+            for (uint32_t i = 0; i < rx; ++i) {
+                line[i] = padOne(from, int64_t(i) - rx);
+                line[rx + width + i] = padOne(from, int64_t(width) + i);
+            }
             holds[slot] = sy;
         }
         return line;
     };
+    // Rows whose window stays inside vertically read the source directly between the side
+    // strips; only the strips (rx outputs each side) read small padded pieces.
+    const uint32_t strip = 3 * rx;
+    const bool wideEnough = width > 2 * rx + strip;
+    std::vector<T> pieces(size_t(2) * kh * strip);
+    std::vector<const T*> sideRows(kh);
+    auto side = [&](uint32_t y, int64_t firstOutput, T* piece) {
+        for (uint32_t k = 0; k < kh; ++k) {
+            const T* from = ilmvRowAt(src, srcStride, y - ry + k);
+            T* line = piece + size_t(k) * strip;
+            for (uint32_t i = 0; i < strip; ++i) line[i] = padOne(from, firstOutput - rx + i);
+            sideRows[k] = line;
+        }
+        row(sideRows.data(), size_t(rx), y, uint32_t(firstOutput));
+    };
     for (uint32_t y = 0; y < height; ++y) {
+        if (wideEnough && y >= ry && y + ry < height && rx > 0) {
+            for (uint32_t k = 0; k < kh; ++k) rows[k] = ilmvRowAt(src, srcStride, y - ry + k);
+            row(rows.data(), size_t(width - 2 * rx), y, rx);
+            side(y, 0, pieces.data());
+            side(y, int64_t(width) - rx, pieces.data() + size_t(kh) * strip);
+            continue;
+        }
         for (uint32_t k = 0; k < kh; ++k) rows[k] = paddedRow(int64_t(y) - ry + k);
         row(rows.data(), size_t(width), y, 0u);
     }

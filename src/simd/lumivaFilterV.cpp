@@ -43,6 +43,21 @@ void ilmvGaussianRowV(const uint8_t* above, const uint8_t* row, const uint8_t* b
 // two forms agree wherever the vector loop stops.
 namespace {
 
+// [1 4 6 4 1] down the five rows: at most 16 x 255, in 16-bit lanes; 16 columns as two halves.
+void binomialColumns16(const uint8_t* const* rows, size_t x, uint16_t* out)
+{
+    const uint8x16_t r0 = vld1q_u8(rows[0] + x), r1 = vld1q_u8(rows[1] + x), r2 = vld1q_u8(rows[2] + x);
+    const uint8x16_t r3 = vld1q_u8(rows[3] + x), r4 = vld1q_u8(rows[4] + x);
+    const uint16x8_t lo = vaddq_u16(vaddq_u16(vaddl_u8(vget_low_u8(r0), vget_low_u8(r4)),
+                                              vshlq_n_u16(vaddl_u8(vget_low_u8(r1), vget_low_u8(r3)), 2)),
+                                    vmulq_n_u16(vmovl_u8(vget_low_u8(r2)), 6));
+    const uint16x8_t hi = vaddq_u16(vaddq_u16(vaddl_u8(vget_high_u8(r0), vget_high_u8(r4)),
+                                              vshlq_n_u16(vaddl_u8(vget_high_u8(r1), vget_high_u8(r3)), 2)),
+                                    vmulq_n_u16(vmovl_u8(vget_high_u8(r2)), 6));
+    vst1q_u16(out, lo);
+    vst1q_u16(out + 8, hi);
+}
+
 // [1 4 6 4 1] down the five rows: at most 16 x 255, in 16-bit lanes.
 uint16x8_t binomialColumns(const uint8_t* const* rows, size_t x)
 {
@@ -52,36 +67,47 @@ uint16x8_t binomialColumns(const uint8_t* const* rows, size_t x)
     return vaddq_u16(vaddq_u16(outer, vshlq_n_u16(inner, 2)), vmulq_n_u16(centre, 6));
 }
 
-// Eight outputs from the column sums of columns x .. x+15: at most 16 x 4080 = 65280.
+// Rows are worked in chunks: the vertical sums of the chunk's columns go to a line on the
+// stack once, then each output reads its taps from the line.
+constexpr size_t kChunk = 256;
+
+// Vertical sums of columns x .. x + count - 1 into line[0 ..]: 8 at a time, then one at a time.
+template <class Column, class One>
+void verticalLine(size_t count, uint16_t* line, Column column, One one)
+{
+    size_t c = 0;
+    for (; c + 8 <= count; c += 8) vst1q_u16(line + c, column(c));
+    for (; c < count; ++c) line[c] = one(c);
+}
+
+// [1 4 6 4 1] across the line: at most 16 x 4080 = 65280, rounded and shifted by 8.
 void gauss5V(const uint8_t* const* rows, size_t n, uint8_t* dst)
 {
+    uint16_t line[kChunk + 8];
     size_t x = 0;
-    for (; x + 12 <= n; x += 8) {
-        const uint16x8_t lo = binomialColumns(rows, x), hi = binomialColumns(rows, x + 8);
-        const uint16x8_t c1 = vextq_u16(lo, hi, 1), c2 = vextq_u16(lo, hi, 2), c3 = vextq_u16(lo, hi, 3);
-        const uint16x8_t c4 = vextq_u16(lo, hi, 4);
-        const uint16x8_t sum = vaddq_u16(vaddq_u16(vaddq_u16(lo, c4), vshlq_n_u16(vaddq_u16(c1, c3), 2)),
-                                         vmulq_n_u16(c2, 6));
-        vst1_u8(dst + x, vrshrn_n_u16(sum, 8));
+    while (n - x >= 8) {
+        const size_t outputs = std::min(kChunk, (n - x) / 8 * 8);
+        size_t c = 0;
+        for (; c + 16 <= outputs + 4; c += 16) binomialColumns16(rows, x + c, line + c);
+        verticalLine(outputs + 4 - c, line + c, [&](size_t k) { return binomialColumns(rows, x + c + k); },
+                     [&](size_t k) {
+                         const size_t at = x + c + k;
+                         return uint16_t(rows[0][at] + 4 * rows[1][at] + 6 * rows[2][at] + 4 * rows[3][at] + rows[4][at]);
+                     });
+        for (size_t i = 0; i < outputs; i += 8) {
+            const uint16x8_t c0 = vld1q_u16(line + i), c1 = vld1q_u16(line + i + 1), c2 = vld1q_u16(line + i + 2);
+            const uint16x8_t c3 = vld1q_u16(line + i + 3), c4 = vld1q_u16(line + i + 4);
+            const uint16x8_t sum = vaddq_u16(vaddq_u16(vaddq_u16(c0, c4), vshlq_n_u16(vaddq_u16(c1, c3), 2)),
+                                             vmulq_n_u16(c2, 6));
+            vst1_u8(dst + x + i, vrshrn_n_u16(sum, 8));
+        }
+        x += outputs;
     }
     if (x < n) {
         const uint8_t* rest[5];
         for (int k = 0; k < 5; ++k) rest[k] = rows[k] + x;
         ilmvFilterRowsC().gauss5u8(rest, n - x, dst + x);
     }
-}
-
-// The k rows' sums of the 16 columns from x, in two halves (at most 11 x 255).
-void columnSums(const uint8_t* const* rows, uint32_t k, size_t x, uint16x8_t* lo, uint16x8_t* hi)
-{
-    uint16x8_t l = vdupq_n_u16(0), h = vdupq_n_u16(0);
-    for (uint32_t j = 0; j < k; ++j) {
-        const uint8x16_t v = vld1q_u8(rows[j] + x);
-        l = vaddw_u8(l, vget_low_u8(v));
-        h = vaddw_u8(h, vget_high_u8(v));
-    }
-    *lo = l;
-    *hi = h;
 }
 
 // (sum + k*k/2) / (k*k) as a multiply and a shift, exact for every sum a k x k window of
@@ -98,23 +124,28 @@ uint16x8_t divideByArea(uint16x8_t sum)
 template <uint32_t K, uint32_t Magic, int Shift>
 void boxV(const uint8_t* const* rows, size_t n, uint8_t* dst)
 {
-    // Eight outputs need the column sums of columns x .. x + K + 6: 16 of them, or 24 for K = 11.
-    constexpr size_t reach = K <= 9 ? 16 : 24;
-    uint16_t columns[24];
+    uint16_t line[kChunk + 16];
     size_t x = 0;
-    for (; x + 8 <= n && x + reach <= n + K - 1; x += 8) {
-        uint16x8_t lo, hi;
-        columnSums(rows, K, x, &lo, &hi);
-        vst1q_u16(columns, lo);
-        vst1q_u16(columns + 8, hi);
-        if (reach == 24) {
-            columnSums(rows, K, x + 8, &lo, &hi);
-            vst1q_u16(columns + 16, hi);
+    while (n - x >= 8) {
+        const size_t outputs = std::min(kChunk, (n - x) / 8 * 8);
+        verticalLine(outputs + K - 1, line,
+                     [&](size_t c) {
+                         uint16x8_t sum = vmovl_u8(vld1_u8(rows[0] + x + c));
+                         for (uint32_t j = 1; j < K; ++j) sum = vaddw_u8(sum, vld1_u8(rows[j] + x + c));
+                         return sum;
+                     },
+                     [&](size_t c) {
+                         uint32_t sum = 0;
+                         for (uint32_t j = 0; j < K; ++j) sum += rows[j][x + c];
+                         return uint16_t(sum);
+                     });
+        for (size_t i = 0; i < outputs; i += 8) {
+            uint16x8_t sum = vld1q_u16(line + i);
+            for (uint32_t k = 1; k < K; ++k) sum = vaddq_u16(sum, vld1q_u16(line + i + k));
+            const uint16x8_t mean = divideByArea<K, Magic, Shift>(sum);
+            vst1_u8(dst + x + i, vmovn_u16(mean));
         }
-        uint16x8_t sum = vld1q_u16(columns);
-        for (uint32_t i = 1; i < K; ++i) sum = vaddq_u16(sum, vld1q_u16(columns + i));
-        const uint16x8_t mean = divideByArea<K, Magic, Shift>(sum);
-        vst1_u8(dst + x, vmovn_u16(mean));
+        x += outputs;
     }
     if (x < n) {
         const uint8_t* rest[11];
@@ -141,9 +172,39 @@ uint8x16_t extreme(uint8x16_t a, uint8x16_t b, bool maximum)
 // The window's extreme: down the kh rows into one line, then along it by doubling spans
 // (1, 2, 4, ... up to the largest power of two p <= kw) and one last step of kw - p, so a
 // row costs log2(kw) + 1 passes whatever the window.
+// The 3x3 window in one pass: the column extremes of 16 columns carried from one step to
+// the next, and the two shifted neighbours taken from them and the next 16.
+void extreme3x3V(const uint8_t* const* rows, bool maximum, size_t n, uint8_t* dst)
+{
+    auto column = [&](size_t x) {
+        return extreme(extreme(vld1q_u8(rows[0] + x), vld1q_u8(rows[1] + x), maximum), vld1q_u8(rows[2] + x), maximum);
+    };
+    size_t x = 0;
+    if (n >= 32) {
+        uint8x16_t here = column(0);
+        for (; x + 32 <= n + 2 && x + 16 <= n; x += 16) {
+            const uint8x16_t next = column(x + 16);
+            const uint8x16_t out = extreme(extreme(here, vextq_u8(here, next, 1), maximum), vextq_u8(here, next, 2), maximum);
+            vst1q_u8(dst + x, out);
+            here = next;
+        }
+    }
+    // The rest 16 at a time from their nine loads, the last step ending at the row's end.
+    for (; x < n && n >= 16; x += 16) {
+        if (n - x < 16) x = n - 16;
+        const uint8x16_t out = extreme(column(x), column(x + 1), maximum);
+        vst1q_u8(dst + x, extreme(out, column(x + 2), maximum));
+    }
+    if (x < n) {
+        const uint8_t* rest[3] = {rows[0] + x, rows[1] + x, rows[2] + x};
+        ilmvFilterRowsC().extremeu8(rest, 3, 3, maximum, n - x, dst + x, nullptr);
+    }
+}
+
 void extremeV(const uint8_t* const* rows, uint32_t kw, uint32_t kh, bool maximum, size_t n, uint8_t* dst,
               int64_t* scratch)
 {
+    if (kw == 3 && kh == 3) return extreme3x3V(rows, maximum, n, dst);
     uint8_t* line = reinterpret_cast<uint8_t*>(scratch);
     const size_t length = n + kw - 1;
     size_t x = 0;
@@ -182,19 +243,50 @@ void extremeV(const uint8_t* const* rows, uint32_t kw, uint32_t kh, bool maximum
         a = lo;                       \
     } while (0)
 
-// The 19-exchange median network on 16 windows at once.
+// The median of 3x3 windows, 16 at once: each column's three values sorted once (shared by
+// the three windows that contain the column), then the median of the windows' three lows'
+// maximum, three middles' median and three highs' minimum.
+inline uint8x16_t median3(uint8x16_t a, uint8x16_t b, uint8x16_t c)
+{
+    return vmaxq_u8(vminq_u8(a, b), vminq_u8(vmaxq_u8(a, b), c));
+}
+
+struct SortedColumns {
+    uint8x16_t lo, mid, hi;
+};
+
+inline SortedColumns sortColumns(const uint8_t* const* rows, size_t x)
+{
+    uint8x16_t a = vld1q_u8(rows[0] + x), b = vld1q_u8(rows[1] + x), c = vld1q_u8(rows[2] + x);
+    SORT2(a, b);
+    SORT2(b, c);
+    SORT2(a, b);
+    return {a, b, c};
+}
+
 void median3V(const uint8_t* const* rows, size_t n, uint8_t* dst)
 {
+    uint8_t lows[kChunk + 32], mids[kChunk + 32], highs[kChunk + 32];
     size_t x = 0;
-    for (; x + 16 <= n; x += 16) {
-        uint8x16_t p0 = vld1q_u8(rows[0] + x), p1 = vld1q_u8(rows[0] + x + 1), p2 = vld1q_u8(rows[0] + x + 2);
-        uint8x16_t p3 = vld1q_u8(rows[1] + x), p4 = vld1q_u8(rows[1] + x + 1), p5 = vld1q_u8(rows[1] + x + 2);
-        uint8x16_t p6 = vld1q_u8(rows[2] + x), p7 = vld1q_u8(rows[2] + x + 1), p8 = vld1q_u8(rows[2] + x + 2);
-        SORT2(p1, p2); SORT2(p4, p5); SORT2(p7, p8); SORT2(p0, p1); SORT2(p3, p4);
-        SORT2(p6, p7); SORT2(p1, p2); SORT2(p4, p5); SORT2(p7, p8); SORT2(p0, p3);
-        SORT2(p5, p8); SORT2(p4, p7); SORT2(p3, p6); SORT2(p1, p4); SORT2(p2, p5);
-        SORT2(p4, p7); SORT2(p4, p2); SORT2(p6, p4); SORT2(p4, p2);
-        vst1q_u8(dst + x, p4);
+    while (n - x >= 16 || (x && x < n)) {
+        // A last short piece is redone from 16 outputs before the end.
+        if (n - x < 16) x = n - 16;
+        // The sorted columns x .. x + outputs + 1, 16 at a time (the last step may redo a few).
+        const size_t outputs = std::min(kChunk, (n - x) / 16 * 16), columns = outputs + 2;
+        for (size_t c = 0; c < columns; c += 16) {
+            const size_t at = std::min(c, columns - 16);
+            const SortedColumns s = sortColumns(rows, x + at);
+            vst1q_u8(lows + at, s.lo);
+            vst1q_u8(mids + at, s.mid);
+            vst1q_u8(highs + at, s.hi);
+        }
+        for (size_t i = 0; i < outputs; i += 16) {
+            const uint8x16_t lo = vmaxq_u8(vmaxq_u8(vld1q_u8(lows + i), vld1q_u8(lows + i + 1)), vld1q_u8(lows + i + 2));
+            const uint8x16_t hi = vminq_u8(vminq_u8(vld1q_u8(highs + i), vld1q_u8(highs + i + 1)), vld1q_u8(highs + i + 2));
+            const uint8x16_t mid = median3(vld1q_u8(mids + i), vld1q_u8(mids + i + 1), vld1q_u8(mids + i + 2));
+            vst1q_u8(dst + x + i, median3(lo, mid, hi));
+        }
+        x += outputs;
     }
     if (x < n) {
         const uint8_t* rest[3] = {rows[0] + x, rows[1] + x, rows[2] + x};
