@@ -1,6 +1,7 @@
 // lumiva demo: grey conversion, Gaussian 3x3, pyramids, FAST-9 with suppression,
 // Lucas-Kanade tracking into the second frame and the codebook foreground, on a generated
-// scene with a known camera shift and a moving object, or on the user's images.
+// scene with a known camera shift and a moving object, or on the user's images; and a strip
+// of neighbourhood filters over the first frame with noise added.
 #include "gpgpu/engine/lumivaGpu.h"
 #include "lumiva/lumiva.h"
 #include "lumivaKernels.h"
@@ -8,6 +9,7 @@
 #include "platform/lumivaHardware.h"
 #include "platform/host/lumivaHostHooks.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -134,6 +136,42 @@ struct MemBlock {
     uint8_t* p;
     size_t n;
 };
+
+ToolImage enlarged(const ToolImage& img, uint32_t k);
+
+// The filter strip: a quarter-size crop of the grey frame around (cx, cy) with sensor noise
+// and salt-and-pepper specks, then its 3x3 median, 5x5 bilateral, 5x5 Gaussian and 3x3
+// opening (erode, then dilate), side by side and enlarged four times.
+ToolImage filterStrip(std::vector<Step>& steps, const std::vector<uint8_t>& grey, uint32_t w, uint32_t h, uint32_t cx,
+                      uint32_t cy)
+{
+    const uint32_t cw = w / 4, ch = h / 4;
+    const uint32_t x0 = std::min(cx > cw / 2 ? cx - cw / 2 : 0, w - cw), y0 = std::min(cy > ch / 2 ? cy - ch / 2 : 0, h - ch);
+    const size_t n = size_t(cw) * ch;
+    std::vector<uint8_t> noisy(n);
+    uint32_t state = 12345;
+    for (uint32_t y = 0; y < ch; ++y)
+        for (uint32_t x = 0; x < cw; ++x) {
+            state = state * 1664525u + 1013904223u;
+            const uint32_t r = state >> 8;
+            const int v = grey[size_t(y0 + y) * w + x0 + x] + int(r % 25) - 12;
+            noisy[size_t(y) * cw + x] = r % 53 == 0 ? ((r & 0x100) ? 255 : 0) : uint8_t(std::min(255, std::max(0, v)));
+        }
+    std::vector<std::vector<uint8_t>> panels(5, noisy);
+    timed(steps, "filter strip", [&] {
+        lmvFilterMedian3x3u8_v2(noisy.data(), cw, ch, 0, panels[1].data(), 0);
+        lmvBilateralFilter5x5u8(noisy.data(), cw, ch, 0, panels[2].data(), 0);
+        lmvFilterGaussian5x5u8(noisy.data(), cw, ch, 0, panels[3].data(), 0, 1);
+        std::vector<uint8_t> eroded(n);
+        lmvFilterErode3x3u8_v2(noisy.data(), cw, ch, 0, eroded.data(), 0);
+        lmvFilterDilate3x3u8_v2(eroded.data(), cw, ch, 0, panels[4].data(), 0);
+    });
+    ToolImage strip{cw * 5, ch, 1, std::vector<uint8_t>(n * 5)};
+    for (uint32_t p = 0; p < 5; ++p)
+        for (uint32_t y = 0; y < ch; ++y)
+            std::memcpy(&strip.pixels[size_t(y) * strip.width + size_t(p) * cw], &panels[p][size_t(y) * cw], cw);
+    return enlarged(strip, 4);
+}
 
 // Grey and Gaussian on both frames over lmvMemAlloc blocks; with the GPU's engines counted,
 // the step names the form that really ran, and each result is checked against the CPU.
@@ -271,6 +309,8 @@ DemoResult runDemo(const DemoOptions& options)
     std::vector<Step> steps;
     std::vector<uint8_t> greyA(size_t(w) * h), greyB(greyA.size()), blurA(greyA.size()), blurB(greyA.size());
     runFrontSteps(steps, a, b, greyA, greyB, blurA, blurB);
+    const ToolImage strip = builtIn ? filterStrip(steps, greyA, w, h, kObjX + kObjSide / 2, kObjY + kObjSide / 2)
+                                    : filterStrip(steps, greyA, w, h, w / 2, h / 2);
     const int levels = levelsFor(w, h);
     std::vector<lmvPyramidLevel_v2> pyrA(levels), pyrB(levels);
     timed(steps, "pyramids", [&] {
@@ -348,7 +388,7 @@ DemoResult runDemo(const DemoOptions& options)
     std::error_code ignored;  // an output folder that cannot be made shows up as a failed write
     std::filesystem::create_directories(options.output, ignored);
     const std::pair<const char*, const ToolImage*> pictures[] = {
-        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}};
+        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}, {"filters.png", &strip}};
     const ToolImage bigMask = enlarged(mask, k);
     for (const auto& [name, img] : pictures) {
         const std::string path = options.output + "/" + name;

@@ -121,7 +121,7 @@ TEST(ToolDemo, BuiltInSceneTracksTheKnownMotion)
     options.quiet = true;
     const DemoResult result = runDemo(options);
     ASSERT_EQ(result.exitCode, kExitOk);
-    ASSERT_EQ(result.pictures.size(), 3u);
+    ASSERT_EQ(result.pictures.size(), 4u);  // corners, flow, foreground, the filter strip
     for (const std::string& picture : result.pictures) EXPECT_TRUE(exists(picture)) << picture;
     EXPECT_GT(result.corners, 50u);
     EXPECT_GE(result.tracked, result.corners * 9 / 10);
