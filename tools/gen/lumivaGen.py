@@ -284,7 +284,8 @@ def status_check(o):
     """Status-returning members reject nulls, zero sizes and strides below the row size."""
     terms = []
     for p in o.params:
-        if isinstance(p, Image) and not p.optional or isinstance(p, ScalarOut):
+        if isinstance(p, Image) and not p.optional or isinstance(p, ScalarOut) or \
+                isinstance(p, Points) and p.direction == "in" and not p.optional:
             terms.append(f"{p.name} == nullptr")
         elif isinstance(p, Size):
             terms.append(f"{p.name} == 0")
