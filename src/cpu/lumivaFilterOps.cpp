@@ -159,7 +159,7 @@ LMV_STATUS ilmvMorphology(const ilmvFilterRows& rows, bool dilate, uint32_t k, c
                           uint8_t value)
 {
     ilmvEdge edge;
-    if (!ilmvEdgeOf(border, &edge) || !(k & 1)) return LUMIVA_BAD_PARAMS;
+    if (!ilmvEdgeOf(border, &edge) || !(k & 1) || k > 255) return LUMIVA_BAD_PARAMS;
     std::vector<int64_t> scratch(size_t(w) + k + 16);
     ilmvFilterFrame(src, w, h, srcStride, k, k, edge, value,
                     [&](const uint8_t* const* r, size_t n, uint32_t y, uint32_t x0) {
@@ -239,7 +239,8 @@ LMV_STATUS ilmvCorrelateu8(const ilmvFilterRows& rows, const uint8_t* src, uint3
                            Out* dst, uint32_t dstStride, LMV_BORDER_TYPE border, uint8_t value)
 {
     ilmvEdge edge;
-    if (!ilmvEdgeOf(border, &edge) || !(kw & 1) || !(kh & 1) || shift > 62) return LUMIVA_BAD_PARAMS;
+    if (!ilmvEdgeOf(border, &edge) || !(kw & 1) || !(kh & 1) || kw > 255 || kh > 255 || shift > 62)
+        return LUMIVA_BAD_PARAMS;
     std::vector<int32_t> wide(taps, taps + size_t(kw) * kh);
     if (flip) std::reverse(wide.begin(), wide.end());  // convolution: the kernel turned by 180 degrees
     const int64_t bias = floorShift ? 0 : ilmvRoundingBias(shift);

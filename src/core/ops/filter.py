@@ -154,12 +154,12 @@ for slot, word, what, dilate in ((209, "Dilate", "Maximum", "true"), (210, "Erod
                   strided(f"{name}_v2", plain(U8, U8), std_rule(U8, U8),
                           ["src", "srcWidth", "srcHeight", "srcStride", "dst", "dstStride"])])
     filt(slot + 198, f"lmvFilter{word}NxNu8",
-         [src_of(U8), *sizes(), Scalar("N", "uint32_t", ["1", "3", "5", "7", "9", "15"], "window size, odd"),
+         [src_of(U8), *sizes(), Scalar("N", "uint32_t", ["1", "3", "5", "7", "9", "15"], "window size, odd, at most 255"),
           dst_of(U8), Stride("dstStride")],
          MORPH_DOC.format(what=what, k="N x N") + " Separable; the cost per pixel grows with log N, not N.",
          f"ilmvMorphology({ROWS}, {dilate}, N, src, srcWidth, srcHeight, srcStride, dst, dstStride, "
          "LUMIVA_BORDER_REPLICATE, 0)",
-         rule=std_rule(U8, U8, "(N & 1)"), remote=remote_for(U8, U8, 8))
+         rule=std_rule(U8, U8, "(N & 1) && (N < 256)"), remote=remote_for(U8, U8, 8))
     filt(472 if dilate == "true" else 473, f"lmvFilter{word}3x3u8_v3", plain(U8, U8, *BORDER),
          f"{what} over the 3x3 window with border modes." + BORDER_DOC,
          f"ilmvMorphology({ROWS}, {dilate}, 3, src, srcWidth, srcHeight, srcStride, dst, dstStride, borderType, "
@@ -222,34 +222,34 @@ for slot, k in ((207, 9), (203, 11), (204, 13), (205, 15), (206, 17)):
          rule=std_rule(S16, S16, "kernel && (shift < 63)"), remote=remote_for(S16, S16, k))
 filt(208, "lmvFilterCorrSepNxNs16",
      [src_of(S16), *sizes(), taps("kernel", "int16_t", "N", "the N taps"),
-      Scalar("N", "uint32_t", ["1", "3", "5", "7", "9"], "taps per direction, odd"), SHIFT, dst_of(S16),
+      Scalar("N", "uint32_t", ["1", "3", "5", "7", "9"], "taps per direction, odd, at most 255"), SHIFT, dst_of(S16),
       Stride("dstStride")],
      SEP_DOC.format(n="N x N", k="N"),
      "ilmvSeparables16(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, kernel, N, shift, false, dst, "
      "dstStride)",
-     rule=std_rule(S16, S16, "kernel && (N & 1) && (shift < 63)"), remote=remote_for(S16, S16, 8))
+     rule=std_rule(S16, S16, "kernel && (N & 1) && (N < 256) && (shift < 63)"), remote=remote_for(S16, S16, 8))
 op(12, "lmvFilterConvSepMxNs16",
    [src_of(S16), *sizes(), taps("kernelX", "int16_t", "M", "the M horizontal taps"),
-    Scalar("M", "uint32_t", ["1", "3", "5", "9"], "horizontal taps, odd"),
+    Scalar("M", "uint32_t", ["1", "3", "5", "9"], "horizontal taps, odd, at most 255"),
     taps("kernelY", "int16_t", "N", "the N vertical taps"),
-    Scalar("N", "uint32_t", ["1", "3", "7"], "vertical taps, odd"), SHIFT, dst_of(S16), Stride("dstStride")],
+    Scalar("N", "uint32_t", ["1", "3", "7"], "vertical taps, odd, at most 255"), SHIFT, dst_of(S16), Stride("dstStride")],
    internal=True, doc="Separable M x N convolution of s16 data (both kernels reversed), exact 64-bit sums, "
                       "rounding right shift, s16 saturation." + INTERIOR_DOC, frame_header=H,
    frame="ilmvSeparables16(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernelX, M, kernelY, N, shift, true, "
          "dst, dstStride)")
 filt(406, "lmvFilterCorrSepMxNu8",
      [src_of(U8), *sizes(), taps("kernelX", "int16_t", "M", "the M horizontal taps"),
-      Scalar("M", "uint32_t", ["1", "3", "5", "9"], "horizontal taps, odd"),
+      Scalar("M", "uint32_t", ["1", "3", "5", "9"], "horizontal taps, odd, at most 255"),
       taps("kernelY", "int16_t", "N", "the N vertical taps"),
-      Scalar("N", "uint32_t", ["1", "3", "7"], "vertical taps, odd"), SHIFT, dst_of(U8), Stride("dstStride")],
+      Scalar("N", "uint32_t", ["1", "3", "7"], "vertical taps, odd, at most 255"), SHIFT, dst_of(U8), Stride("dstStride")],
      "Separable M x N correlation of u8 data with s16 taps, exact sums, rounding right shift, u8 saturation."
      + INTERIOR_DOC,
      "ilmvSeparableu8(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernelX, M, kernelY, N, shift, dst, "
      "dstStride)",
-     rule=std_rule(U8, U8, "kernelX && kernelY && (M & 1) && (N & 1) && (shift < 63)"),
+     rule=std_rule(U8, U8, "kernelX && kernelY && (M & 1) && (N & 1) && (M < 256) && (N < 256) && (shift < 63)"),
      remote=remote_for(U8, U8, 8))
 
-NXN = Scalar("N", "uint32_t", ["1", "3", "5", "7"], "kernel size, odd")
+NXN = Scalar("N", "uint32_t", ["1", "3", "5", "7"], "kernel size, odd, at most 255")
 filt(403, "lmvFilterCorrNxNu8f32",
      [src_of(U8), *sizes(), taps("kernel", "float32_t", "N * N", "the N x N taps, row by row"), NXN, dst_of(F32),
       Stride("dstStride")],
@@ -257,30 +257,30 @@ filt(403, "lmvFilterCorrNxNu8f32",
      "order (row by row, left to right, no fused multiply-add), so both forms agree bit for bit on normal "
      "numbers; ARM's vector unit flushes denormal intermediates, so taps should be normal." + INTERIOR_DOC,
      "ilmvCorrelateu8f32(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, dst, dstStride)",
-     rule=std_rule(U8, F32, "kernel && (N & 1)"), remote=remote_for(U8, F32, 8))
+     rule=std_rule(U8, F32, "kernel && (N & 1) && (N < 256)"), remote=remote_for(U8, F32, 8))
 filt(404, "lmvFilterCorrNxNu8s16",
      [src_of(U8), *sizes(), taps("kernel", "int16_t", "N * N", "the N x N taps, row by row"), NXN, SHIFT,
       dst_of(S16), Stride("dstStride")],
      "N x N correlation of u8 data with s16 taps, exact sums, rounding right shift, s16 saturation." + INTERIOR_DOC,
      "ilmvCorrelateu8<int16_t, int16_t>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, N, shift, "
      "false, false, dst, dstStride, LUMIVA_BORDER_UNDEFINED, 0)",
-     rule=std_rule(U8, S16, "kernel && (N & 1) && (shift < 63)"), remote=remote_for(U8, S16, 8))
+     rule=std_rule(U8, S16, "kernel && (N & 1) && (N < 256) && (shift < 63)"), remote=remote_for(U8, S16, 8))
 filt(405, "lmvFilterCorrNxNu8",
      [src_of(U8), *sizes(), taps("kernel", "int8_t", "N * N", "the N x N taps, row by row"), NXN, SHIFT,
       dst_of(U8), Stride("dstStride")],
      "N x N correlation of u8 data with s8 taps, exact sums, rounding right shift, u8 saturation." + INTERIOR_DOC,
      "ilmvCorrelateu8<int8_t, uint8_t>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, N, shift, "
      "false, false, dst, dstStride, LUMIVA_BORDER_UNDEFINED, 0)",
-     rule=std_rule(U8, U8, "kernel && (N & 1) && (shift < 63)"), remote=remote_for(U8, U8, 8))
+     rule=std_rule(U8, U8, "kernel && (N & 1) && (N < 256) && (shift < 63)"), remote=remote_for(U8, U8, 8))
 for slot, out, word in ((468, S16, "s16"), (469, U8, "u8")):
     filt(slot, "lmvFilterConvolveMxNu8" + ("s16" if out == S16 else ""),
          [src_of(U8), *sizes(), taps("kernel", "int16_t", "M * N", "the M x N taps, row by row"),
-          Scalar("M", "uint32_t", ["1", "3", "5"], "kernel width, odd"),
-          Scalar("N", "uint32_t", ["1", "3", "7"], "kernel height, odd"), SHIFT, dst_of(out), Stride("dstStride"),
+          Scalar("M", "uint32_t", ["1", "3", "5"], "kernel width, odd, at most 255"),
+          Scalar("N", "uint32_t", ["1", "3", "7"], "kernel height, odd, at most 255"), SHIFT, dst_of(out), Stride("dstStride"),
           *BORDER],
          f"M x N convolution of u8 data with s16 taps (the kernel turned by 180 degrees, anchored at its centre), "
          f"exact sums, rounding right shift, {word} saturation." + BORDER_DOC +
-         " Status 3 for an even size or a shift above 62.",
+         " Status 3 for an even size, a size above 255 or a shift above 62.",
          f"ilmvCorrelateu8<int16_t, {out.ctype}>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, M, N, "
          "shift, false, true, dst, dstStride, borderType, borderValue)",
          ret=STATUS, remote=remote_for(U8, out, 8))
