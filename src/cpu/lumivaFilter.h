@@ -42,6 +42,9 @@ struct ilmvFilterRows {
     // The maximum (or minimum) of the kw x kh window.
     void (*extremeu8)(const uint8_t* const* rows, uint32_t kw, uint32_t kh, bool maximum, size_t n, uint8_t* dst,
                       int64_t* scratch);
+    // A whole image's k x k extreme (k odd, at most 255) under the frame's edge rule.
+    void (*extremeImageu8)(const ilmvFilterRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                           uint32_t k, bool maximum, int edge, uint8_t value, uint8_t* dst, uint32_t dstStride);
     // The median of the 3x3 window.
     void (*median3u8)(const uint8_t* const* rows, size_t n, uint8_t* dst);
     // Separable taps on u8 and on s16 data, each saturated to its own type.
@@ -58,6 +61,8 @@ struct ilmvFilterRows {
 };
 
 const ilmvFilterRows& ilmvFilterRowsC();
+void ilmvExtremeImageByRows(const ilmvFilterRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                            uint32_t k, bool maximum, int edge, uint8_t value, uint8_t* dst, uint32_t dstStride);
 const ilmvFilterRows& ilmvFilterRowsV();
 
 // The rounding right shift of the correlation family: (v + 2^(shift-1)) >> shift, v for 0.

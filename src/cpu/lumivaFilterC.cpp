@@ -180,7 +180,7 @@ void correlationf32Row(const uint8_t* const* rows, const float32_t* taps, uint32
 
 const ilmvFilterRows& ilmvFilterRowsC()
 {
-    static const ilmvFilterRows rows = {gauss5Row,          boxRow,          extremeRow,
+    static const ilmvFilterRows rows = {gauss5Row,          boxRow,          extremeRow,       ilmvExtremeImageByRows,
                                         median3Row,         separableu8Row,  separables16Row,
                                         correlationRow<uint8_t>, correlationRow<int16_t>, correlationf32Row};
     return rows;

@@ -154,17 +154,24 @@ LMV_STATUS ilmvBox(const ilmvFilterRows& rows, uint32_t k, const uint8_t* src, u
     return LUMIVA_SUCCESS;
 }
 
+// The frame's way: every output row from its k window rows through the row kernel.
+void ilmvExtremeImageByRows(const ilmvFilterRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                            uint32_t k, bool maximum, int edge, uint8_t value, uint8_t* dst, uint32_t dstStride)
+{
+    std::vector<int64_t> scratch(size_t(w) + k + 16);
+    ilmvFilterFrame(src, w, h, srcStride, k, k, ilmvEdge(edge), value,
+                    [&](const uint8_t* const* r, size_t n, uint32_t y, uint32_t x0) {
+                        rows.extremeu8(r, k, k, maximum, n, ilmvRowAt(dst, dstStride, y) + x0, scratch.data());
+                    });
+}
+
 LMV_STATUS ilmvMorphology(const ilmvFilterRows& rows, bool dilate, uint32_t k, const uint8_t* src, uint32_t w,
                           uint32_t h, uint32_t srcStride, uint8_t* dst, uint32_t dstStride, LMV_BORDER_TYPE border,
                           uint8_t value)
 {
     ilmvEdge edge;
     if (!ilmvEdgeOf(border, &edge) || !(k & 1) || k > 255) return LUMIVA_BAD_PARAMS;
-    std::vector<int64_t> scratch(size_t(w) + k + 16);
-    ilmvFilterFrame(src, w, h, srcStride, k, k, edge, value,
-                    [&](const uint8_t* const* r, size_t n, uint32_t y, uint32_t x0) {
-                        rows.extremeu8(r, k, k, dilate, n, ilmvRowAt(dst, dstStride, y) + x0, scratch.data());
-                    });
+    rows.extremeImageu8(rows, src, w, h, srcStride, k, dilate, int(edge), value, dst, dstStride);
     return LUMIVA_SUCCESS;
 }
 

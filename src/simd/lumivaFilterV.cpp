@@ -1,6 +1,7 @@
 // NEON interior row of the 3x3 Gaussian, 16 outputs per step: column sums in 16-bit lanes
 // (at most 1020), the horizontal 1-2-1 on them (at most 4080), shifted right by 4.
 #include "cpu/lumivaFilter.h"
+#include "cpu/lumivaFilterFrame.h"
 #include "simd/lumivaNeon.h"
 
 #include <algorithm>
@@ -172,6 +173,95 @@ uint8x16_t extreme(uint8x16_t a, uint8x16_t b, bool maximum)
 // The window's extreme: down the kh rows into one line, then along it by doubling spans
 // (1, 2, 4, ... up to the largest power of two p <= kw) and one last step of kw - p, so a
 // row costs log2(kw) + 1 passes whatever the window.
+// The line's extreme over windows of k, in place: line[x] becomes the extreme of line[x ..
+// x + k - 1] for x < length - k + 1, by doubling spans and one last step of k - p.
+void windowExtreme(uint8_t* line, size_t length, uint32_t k, bool maximum)
+{
+    size_t valid = length;
+    auto fold = [&](uint32_t step) {
+        size_t i = 0;
+        for (; i + step + 16 <= valid; i += 16) vst1q_u8(line + i, extreme(vld1q_u8(line + i), vld1q_u8(line + i + step), maximum));
+        for (; i + step < valid; ++i) line[i] = maximum ? std::max(line[i], line[i + step]) : std::min(line[i], line[i + step]);
+        valid -= step;
+    };
+    uint32_t span = 1;
+    while (span * 2 <= k) {
+        fold(span);
+        span *= 2;
+    }
+    if (k > span) fold(k - span);
+}
+
+// Element-wise extreme of two rows of n bytes into out.
+void extremeRows(const uint8_t* a, const uint8_t* b, size_t n, uint8_t* out, bool maximum)
+{
+    size_t i = 0;
+    for (; i + 16 <= n; i += 16) vst1q_u8(out + i, extreme(vld1q_u8(a + i), vld1q_u8(b + i), maximum));
+    for (; i < n; ++i) out[i] = maximum ? std::max(a[i], b[i]) : std::min(a[i], b[i]);
+}
+
+// k x k morphology whose cost does not grow with k: each row's horizontal extremes by
+// doubling, then van Herk/Gil-Werman down the columns. The rows (padded above and below as
+// the edge rule says) are cut into blocks of k; within a block, prefix[i] holds the extreme
+// from the block's first row to row i and suffix[i] from row i to the block's last, so the
+// window of rows i .. i + k - 1 is extreme(suffix[i], prefix[i + k - 1]): three passes of
+// whole rows whatever k. Two blocks are held at a time.
+void extremeImageV(const ilmvFilterRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                   uint32_t k, bool maximum, int edge, uint8_t value, uint8_t* dst, uint32_t dstStride)
+{
+    if (k <= 3) return ilmvExtremeImageByRows(rows, src, w, h, srcStride, k, maximum, edge, value, dst, dstStride);
+    const ilmvEdge rule = ilmvEdge(edge);
+    const bool interior = rule == ilmvEdge::kInterior;
+    if (interior && (w < k || h < k)) return;
+    const uint32_t r = k / 2;
+    const int64_t count = int64_t(h) + 2 * r;  // padded rows -r .. h + r - 1, numbered from 0
+    std::vector<uint8_t> line(size_t(w) + 2 * r);
+    // Padded row i's horizontal extremes into out.
+    auto across = [&](int64_t i, uint8_t* out) {
+        int64_t y = i - r;
+        if ((y < 0 || y >= int64_t(h)) && rule == ilmvEdge::kConstant) return void(std::memset(out, value, w));
+        y = std::min<int64_t>(std::max<int64_t>(y, 0), h - 1);
+        const uint8_t* from = ilmvRowAt(src, srcStride, size_t(y));
+        std::memset(line.data(), rule == ilmvEdge::kConstant ? value : from[0], r);
+        std::memcpy(line.data() + r, from, w);
+        std::memset(line.data() + r + w, rule == ilmvEdge::kConstant ? value : from[w - 1], r);
+        windowExtreme(line.data(), line.size(), k, maximum);
+        std::memcpy(out, line.data(), w);
+    };
+    const size_t block = size_t(k) * w;
+    std::vector<uint8_t> rowsHere(block), rowsNext(block), suffix(block), prefix(block);
+    // The block starting at padded row `first`: its rows' horizontal extremes.
+    auto load = [&](int64_t first, uint8_t* out) {
+        for (int64_t i = first; i < std::min(count, first + k); ++i) across(i, out + size_t(i - first) * w);
+    };
+    load(0, rowsHere.data());
+    const uint32_t yEnd = interior ? h - r : h;
+    for (int64_t first = 0; first < count; first += k) {
+        const int64_t last = std::min(count, first + k) - 1;
+        std::memcpy(&suffix[size_t(last - first) * w], &rowsHere[size_t(last - first) * w], w);
+        for (int64_t i = last; i-- > first;)
+            extremeRows(&suffix[size_t(i + 1 - first) * w], &rowsHere[size_t(i - first) * w], w,
+                        &suffix[size_t(i - first) * w], maximum);
+        const int64_t next = first + k, nextLast = std::min(count, next + k) - 1;
+        if (next < count) {
+            load(next, rowsNext.data());
+            std::memcpy(prefix.data(), rowsNext.data(), w);
+            for (int64_t i = next + 1; i <= nextLast; ++i)
+                extremeRows(&prefix[size_t(i - 1 - next) * w], &rowsNext[size_t(i - next) * w], w,
+                            &prefix[size_t(i - next) * w], maximum);
+        }
+        // Outputs whose window starts in this block: y = first .. last.
+        for (int64_t y = std::max<int64_t>(first, interior ? r : 0); y <= last && y < yEnd; ++y) {
+            const int64_t end = y + k - 1;  // the window's last padded row
+            const uint8_t* tail = end <= last ? &suffix[0] : &prefix[size_t(end - next) * w];  // first row: whole block
+            uint8_t* out = ilmvRowAt(dst, dstStride, size_t(y));
+            const size_t skip = interior ? r : 0;
+            extremeRows(&suffix[size_t(y - first) * w] + skip, tail + skip, w - 2 * skip, out + skip, maximum);
+        }
+        std::swap(rowsHere, rowsNext);
+    }
+}
+
 // The 3x3 window in one pass: the column extremes of 16 columns carried from one step to
 // the next, and the two shifted neighbours taken from them and the next 16.
 void extreme3x3V(const uint8_t* const* rows, bool maximum, size_t n, uint8_t* dst)
@@ -218,22 +308,8 @@ void extremeV(const uint8_t* const* rows, uint32_t kw, uint32_t kh, bool maximum
         for (uint32_t j = 1; j < kh; ++j) v = maximum ? std::max(v, rows[j][x]) : std::min(v, rows[j][x]);
         line[x] = v;
     }
-    uint32_t span = 1;
-    size_t valid = length;  // line[x] holds the extreme of span values from x, for x < valid
-    auto fold = [&](uint32_t step, uint8_t* out) {
-        size_t i = 0;
-        for (; i + step + 16 <= valid; i += 16) vst1q_u8(out + i, extreme(vld1q_u8(line + i), vld1q_u8(line + i + step), maximum));
-        for (; i + step < valid; ++i) out[i] = maximum ? std::max(line[i], line[i + step]) : std::min(line[i], line[i + step]);
-        valid -= step;
-    };
-    while (span * 2 <= kw) {
-        fold(span, line);
-        span *= 2;
-    }
-    if (kw > span)
-        fold(kw - span, dst);
-    else
-        std::memcpy(dst, line, n);
+    windowExtreme(line, length, kw, maximum);
+    std::memcpy(dst, line, n);
 }
 
 #define SORT2(a, b)                   \
@@ -466,6 +542,7 @@ ilmvFilterRows simdRows()
     rows.gauss5u8 = gauss5V;
     rows.boxu8 = boxRowsV;
     rows.extremeu8 = extremeV;
+    rows.extremeImageu8 = extremeImageV;
     rows.median3u8 = median3V;
     rows.sepu8 = separableu8V;
     rows.seps16 = separables16V;
