@@ -398,10 +398,12 @@ bool tapsAre16Bit(const int32_t* taps, uint32_t count)
 inline int16x8_t widen(const uint8_t* p) { return vreinterpretq_s16_u16(vmovl_u8(vld1_u8(p))); }
 inline int16x8_t widen(const int16_t* p) { return vld1q_s16(p); }
 
-// (sum + bias) >> shift on four lanes, the shift at most 31.
+// (sum + bias) >> shift on four lanes, the shift (negated in `shift`) at most 31. A zero
+// shift skips the shift: some hosts' mapping of it shifts negative values left by zero.
 inline int32x4_t roundShift(int32x4_t sum, int32x4_t bias, int32x4_t shift)
 {
-    return vshlq_s32(vaddq_s32(sum, bias), shift);
+    const int32x4_t biased = vaddq_s32(sum, bias);
+    return vgetq_lane_s32(shift, 0) ? vshlq_s32(biased, shift) : biased;
 }
 
 inline void storeSaturated(uint8_t* dst, int32x4_t lo, int32x4_t hi)
