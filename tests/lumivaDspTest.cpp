@@ -291,6 +291,19 @@ TEST_F(Dsp, PyramidsComeBackLevelByLevelCopiedOrShared)
 // ---- Failures, restarts, crashes ----------------------------------------------------------
 
 
+// A remote form called directly with zero strides: the simulator replaces them by the row
+// size before its form runs, as an entry function would.
+TEST_F(Dsp, ZeroStridesReachTheRemoteFormAsRowSizes)
+{
+    ASSERT_EQ(0, openSession(LUMIVA_DSP_CDSP));
+    Frame f(200, 150, 200);
+    lmvBoxFilter5x5u8C(f.a.data(), f.w, f.h, f.stride, f.expected.data(), f.stride);
+    const Stats before = stats();
+    lmvBoxFilter5x5u8Xc(f.a.data(), f.w, f.h, 0, f.out.data(), 0);
+    EXPECT_EQ(1u, stats().calls - before.calls);
+    EXPECT_EQ(f.expected, f.out);
+}
+
 TEST_F(Dsp, AFailedCallRunsTheSimdForm)
 {
     ASSERT_EQ(0, openSession(LUMIVA_DSP_CDSP));

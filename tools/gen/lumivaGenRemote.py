@@ -257,7 +257,8 @@ def gen_sim_ops(ops, banner):
             decl = marshalled_decl(kind, p)
             if kind in ("length", "scalar"):
                 ctype = "uint32_t" if kind == "length" else p.ctype
-                lines.append(f"    const {decl} = c.scalar<{ctype}>({index});\n")
+                const = "" if isinstance(p, Stride) and kind == "scalar" else "const "
+                lines.append(f"    {const}{decl} = c.scalar<{ctype}>({index});\n")
             else:
                 target = p if kind == "result" else pointee(p) if kind == "buffer" else p.ctype
                 lines.append(f"    {decl} = c.buffer<{target}>({index});\n")
@@ -269,12 +270,15 @@ def gen_sim_ops(ops, banner):
                 checks.append(f"c.holds({index}, 1, sizeof(*{pointer}), sizeof(*{pointer}), false)")
             index += 1
         aliases, rule = sim_rule(o)
+        # The forms take strides as given: a zero stride becomes the row size here, once the
+        # lengths are checked, as the entry functions replace it before any form runs.
+        from lumivaGen import stride_defaults
         call = f"{o.name}C({public_args(o)})"
         run = f"    {call};\n" if o.ret == VOID else f"    result[0] = {call};\n"
         check = " &&\n        ".join(checks) or "true"
         out.append(f"int ilmvServe_{o.name}(ILMV_SIM_CALL& c)\n{{\n"
                    f"    if (!c.shaped(\"{wire_kinds(o)}\"))\n        return ILMV_SIM_MALFORMED;\n"
-                   f"{''.join(lines)}    if (!({check}))\n        return ILMV_SIM_BAD_LENGTH;\n"
+                   f"{''.join(lines)}    if (!({check}))\n        return ILMV_SIM_BAD_LENGTH;\n{stride_defaults(o)}"
                    f"{aliases}    if (!({rule}))\n        return ILMV_SIM_BAD_ARGUMENTS;\n{run}    return 0;\n}}\n\n")
     table = "".join(f"    {{\"{o.name}X\", ilmvServe_{o.name}}},\n" for o in remoted)
     return (f"{banner(remoted)}\n#include \"lumivaKernels.h\"\n#include \"lumivaDspSim.h\"\n\n"

@@ -19,10 +19,10 @@ int ilmvServe_lmvImageDiffs16(ILMV_SIM_CALL& c)
     const uint32_t src2Len = c.scalar<uint32_t>(3);
     const uint32_t srcWidth = c.scalar<uint32_t>(4);
     const uint32_t srcHeight = c.scalar<uint32_t>(5);
-    const uint32_t srcStride = c.scalar<uint32_t>(6);
+    uint32_t srcStride = c.scalar<uint32_t>(6);
     int16_t* dst = c.buffer<int16_t>(7);
     const uint32_t dstLen = c.scalar<uint32_t>(8);
-    const uint32_t dstStride = c.scalar<uint32_t>(9);
+    uint32_t dstStride = c.scalar<uint32_t>(9);
     if (!(c.holds(0, src1Len, sizeof(*src1), ilmvRpcSpan((uint64_t)srcHeight,
             (srcStride ? (uint64_t)(srcStride / 2 * 2) : (uint64_t)((uint64_t)srcWidth * 2)), (uint64_t)srcWidth * 2),
             false) &&
@@ -33,6 +33,8 @@ int ilmvServe_lmvImageDiffs16(ILMV_SIM_CALL& c)
                 (dstStride ? (uint64_t)(dstStride / 2 * 2) : (uint64_t)((uint64_t)srcWidth * 2)),
                 (uint64_t)srcWidth * 2), false)))
         return ILMV_SIM_BAD_LENGTH;
+    if (srcStride == 0) srcStride = srcWidth * 2;
+    if (dstStride == 0) dstStride = srcWidth * 2;
     if (!(src1 && src2 && dst && srcWidth && srcHeight && (srcStride >= srcWidth) && (dstStride >= srcWidth)))
         return ILMV_SIM_BAD_ARGUMENTS;
     lmvImageDiffs16C(src1, src2, srcWidth, srcHeight, srcStride, dst, dstStride);
@@ -47,16 +49,18 @@ int ilmvServe_lmvColorRGB888toYCrCbu8(ILMV_SIM_CALL& c)
     const uint32_t srcLen = c.scalar<uint32_t>(1);
     const uint32_t srcWidth = c.scalar<uint32_t>(2);
     const uint32_t srcHeight = c.scalar<uint32_t>(3);
-    const uint32_t srcStride = c.scalar<uint32_t>(4);
+    uint32_t srcStride = c.scalar<uint32_t>(4);
     uint8_t* dst = c.buffer<uint8_t>(5);
     const uint32_t dstLen = c.scalar<uint32_t>(6);
-    const uint32_t dstStride = c.scalar<uint32_t>(7);
+    uint32_t dstStride = c.scalar<uint32_t>(7);
     if (!(c.holds(0, srcLen, sizeof(*src), ilmvRpcSpan((uint64_t)srcHeight,
             (srcStride ? (uint64_t)(srcStride) : (uint64_t)((uint64_t)srcWidth * 3)), (uint64_t)srcWidth * 3), false) &&
         c.holds(5, dstLen, sizeof(*dst), ilmvRpcSpan((uint64_t)srcHeight,
                 (dstStride ? (uint64_t)(dstStride) : (uint64_t)((uint64_t)srcWidth * 3)), (uint64_t)srcWidth * 3),
                 false)))
         return ILMV_SIM_BAD_LENGTH;
+    if (srcStride == 0) srcStride = srcWidth * 3;
+    if (dstStride == 0) dstStride = srcWidth * 3;
     if (!(!(src == nullptr || srcWidth == 0 || srcHeight == 0 || dst == nullptr || srcStride < srcWidth * 3
             || dstStride < srcWidth * 3)))
         return ILMV_SIM_BAD_ARGUMENTS;
@@ -72,10 +76,10 @@ int ilmvServe_lmvScaleDownBy2u8(ILMV_SIM_CALL& c)
     const uint32_t srcLen = c.scalar<uint32_t>(1);
     const uint32_t width = c.scalar<uint32_t>(2);
     const uint32_t height = c.scalar<uint32_t>(3);
-    const uint32_t srcStride = c.scalar<uint32_t>(4);
+    uint32_t srcStride = c.scalar<uint32_t>(4);
     uint8_t* dst = c.buffer<uint8_t>(5);
     const uint32_t dstLen = c.scalar<uint32_t>(6);
-    const uint32_t dstStride = c.scalar<uint32_t>(7);
+    uint32_t dstStride = c.scalar<uint32_t>(7);
     int32_t* result = c.buffer<int32_t>(8);
     if (!(c.holds(0, srcLen, sizeof(*src), ilmvRpcSpan((uint64_t)height,
             (srcStride ? (uint64_t)(srcStride) : (uint64_t)((uint64_t)width)), (uint64_t)width), false) &&
@@ -84,6 +88,8 @@ int ilmvServe_lmvScaleDownBy2u8(ILMV_SIM_CALL& c)
                 false) &&
         c.holds(8, 1, sizeof(*result), sizeof(*result), false)))
         return ILMV_SIM_BAD_LENGTH;
+    if (srcStride == 0) srcStride = width;
+    if (dstStride == 0) dstStride = (width / 2);
     if (!(!(src == nullptr || width == 0 || height == 0 || dst == nullptr || srcStride < width
             || dstStride < (width / 2))))
         return ILMV_SIM_BAD_ARGUMENTS;
