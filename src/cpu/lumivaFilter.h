@@ -55,6 +55,9 @@ struct ilmvFilterRows {
                    uint32_t shift, size_t n, uint8_t* dst);
     void (*corru8s16)(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
                       uint32_t shift, size_t n, int16_t* dst);
+    // kw x kh integer taps on s16 data, saturated to s16.
+    void (*corrs16)(const int16_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                    uint32_t shift, size_t n, int16_t* dst);
     // kw x kh f32 taps on u8 data; per output the products are added row by row, left to right.
     void (*corru8f32)(const uint8_t* const* rows, const float32_t* taps, uint32_t kw, uint32_t kh, size_t n,
                       float32_t* dst);
@@ -106,7 +109,7 @@ LMV_STATUS ilmvCorrelateu8(const ilmvFilterRows& rows, const uint8_t* src, uint3
                            uint32_t dstStride, LMV_BORDER_TYPE border, uint8_t value);
 void ilmvCorrelateu8f32(const ilmvFilterRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                         const float32_t* taps, uint32_t N, float32_t* dst, uint32_t dstStride);
-void ilmvConvValids16(const int16_t* src, uint32_t w, uint32_t h, uint32_t srcStride, const int16_t* kernel,
+void ilmvConvValids16(const ilmvFilterRows& rows, const int16_t* src, uint32_t w, uint32_t h, uint32_t srcStride, const int16_t* kernel,
                       uint32_t kw, uint32_t kh, uint32_t shift, int16_t* dst, uint32_t dstStride);
 LMV_STATUS ilmvBilateral(uint32_t k, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint8_t* dst,
                          uint32_t dstStride, float32_t sigmaColor, float32_t sigmaSpace, LMV_BORDER_TYPE border,

@@ -153,8 +153,8 @@ void separables16Row(const int16_t* const* rows, const ilmvSepTaps& taps, size_t
     separableRow(rows, taps, n, dst, scratch);
 }
 
-template <class Out>
-void correlationRow(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+template <class In, class Out>
+void correlationRow(const In* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
                     uint32_t shift, size_t n, Out* dst)
 {
     for (size_t x = 0; x < n; ++x) {
@@ -182,6 +182,7 @@ const ilmvFilterRows& ilmvFilterRowsC()
 {
     static const ilmvFilterRows rows = {gauss5Row,          boxRow,          extremeRow,       ilmvExtremeImageByRows,
                                         median3Row,         separableu8Row,  separables16Row,
-                                        correlationRow<uint8_t>, correlationRow<int16_t>, correlationf32Row};
+                                        correlationRow<uint8_t, uint8_t>, correlationRow<uint8_t, int16_t>,
+                                        correlationRow<int16_t, int16_t>, correlationf32Row};
     return rows;
 }

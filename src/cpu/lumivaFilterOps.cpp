@@ -277,22 +277,19 @@ void ilmvCorrelateu8f32(const ilmvFilterRows& rows, const uint8_t* src, uint32_t
                     });
 }
 
-void ilmvConvValids16(const int16_t* src, uint32_t w, uint32_t h, uint32_t srcStride, const int16_t* kernel,
-                      uint32_t kw, uint32_t kh, uint32_t shift, int16_t* dst, uint32_t dstStride)
+void ilmvConvValids16(const ilmvFilterRows& rows, const int16_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                      const int16_t* kernel, uint32_t kw, uint32_t kh, uint32_t shift, int16_t* dst, uint32_t dstStride)
 {
     if (kw > w || kh > h) return;
-    const int64_t bias = ilmvRoundingBias(shift);
+    // Convolution: the kernel turned by 180 degrees, then correlated with every window that
+    // lies wholly inside the image.
+    std::vector<int32_t> taps(kernel, kernel + size_t(kw) * kh);
+    std::reverse(taps.begin(), taps.end());
+    std::vector<const int16_t*> window(kh);
     for (uint32_t y = 0; y + kh <= h; ++y) {
-        int16_t* out = ilmvRowAt(dst, dstStride, y);
-        for (uint32_t x = 0; x + kw <= w; ++x) {
-            int64_t sum = 0;
-            // Convolution: kernel tap (i, j) meets the pixel mirrored about the window's centre.
-            for (uint32_t j = 0; j < kh; ++j) {
-                const int16_t* row = ilmvRowAt(src, srcStride, y + j) + x;
-                for (uint32_t i = 0; i < kw; ++i) sum += int64_t(kernel[(kh - 1 - j) * kw + (kw - 1 - i)]) * row[i];
-            }
-            out[x] = saturate<int16_t>((sum + bias) >> shift);
-        }
+        for (uint32_t j = 0; j < kh; ++j) window[j] = ilmvRowAt(src, srcStride, y + j);
+        rows.corrs16(window.data(), taps.data(), kw, kh, ilmvRoundingBias(shift), shift, w - kw + 1,
+                     ilmvRowAt(dst, dstStride, y));
     }
 }
 

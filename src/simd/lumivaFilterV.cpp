@@ -479,18 +479,35 @@ void separables16V(const int16_t* const* rows, const ilmvSepTaps& taps, size_t n
     separableV(rows, taps, n, dst, scratch);
 }
 
-// kw x kh integer taps on bytes, 8 outputs at a time in 32-bit lanes.
-template <class Out>
-void correlationV(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+// The reference kernel of the same types.
+void correlationC(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                  uint32_t shift, size_t n, uint8_t* dst)
+{
+    ilmvFilterRowsC().corru8(rows, taps, kw, kh, bias, shift, n, dst);
+}
+
+void correlationC(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                  uint32_t shift, size_t n, int16_t* dst)
+{
+    ilmvFilterRowsC().corru8s16(rows, taps, kw, kh, bias, shift, n, dst);
+}
+
+void correlationC(const int16_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                  uint32_t shift, size_t n, int16_t* dst)
+{
+    ilmvFilterRowsC().corrs16(rows, taps, kw, kh, bias, shift, n, dst);
+}
+
+// kw x kh integer taps, 8 outputs at a time in 32-bit lanes.
+template <class In, class Out>
+void correlationV(const In* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
                   uint32_t shift, size_t n, Out* dst)
 {
     const uint32_t count = kw * kh;
-    if (shift > 31 || !tapsAre16Bit(taps, count) || !fitsIn32(taps, count, nullptr, 1, 0, 255, bias)) {
-        if constexpr (std::is_same<Out, uint8_t>::value)
-            return ilmvFilterRowsC().corru8(rows, taps, kw, kh, bias, shift, n, dst);
-        else
-            return ilmvFilterRowsC().corru8s16(rows, taps, kw, kh, bias, shift, n, dst);
-    }
+    const int64_t lo = std::is_same<In, uint8_t>::value ? 0 : INT16_MIN;
+    const int64_t hi = std::is_same<In, uint8_t>::value ? 255 : INT16_MAX;
+    if (shift > 31 || !tapsAre16Bit(taps, count) || !fitsIn32(taps, count, nullptr, 1, lo, hi, bias))
+        return correlationC(rows, taps, kw, kh, bias, shift, n, dst);
     const int32x4_t biasV = vdupq_n_s32(int32_t(bias)), shiftV = vdupq_n_s32(-int32_t(shift));
     size_t x = 0;
     for (; x + 8 <= n; x += 8) {
@@ -505,12 +522,9 @@ void correlationV(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, 
         storeSaturated(dst + x, roundShift(a, biasV, shiftV), roundShift(b, biasV, shiftV));
     }
     if (x < n) {
-        std::vector<const uint8_t*> rest(kh);
+        std::vector<const In*> rest(kh);
         for (uint32_t j = 0; j < kh; ++j) rest[j] = rows[j] + x;
-        if constexpr (std::is_same<Out, uint8_t>::value)
-            ilmvFilterRowsC().corru8(rest.data(), taps, kw, kh, bias, shift, n - x, dst + x);
-        else
-            ilmvFilterRowsC().corru8s16(rest.data(), taps, kw, kh, bias, shift, n - x, dst + x);
+        correlationC(rest.data(), taps, kw, kh, bias, shift, n - x, dst + x);
     }
 }
 
@@ -548,8 +562,9 @@ ilmvFilterRows simdRows()
     rows.median3u8 = median3V;
     rows.sepu8 = separableu8V;
     rows.seps16 = separables16V;
-    rows.corru8 = correlationV<uint8_t>;
-    rows.corru8s16 = correlationV<int16_t>;
+    rows.corru8 = correlationV<uint8_t, uint8_t>;
+    rows.corru8s16 = correlationV<uint8_t, int16_t>;
+    rows.corrs16 = correlationV<int16_t, int16_t>;
     rows.corru8f32 = correlationf32V;
     return rows;
 }

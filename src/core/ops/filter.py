@@ -294,8 +294,8 @@ filt(146, "lmvConvValids16",
      "'Valid' 2-D convolution of s16 data: the kernel turned by 180 degrees, only where it lies wholly inside "
      "the image, so dst is (srcWidth - kernelWidth + 1) x (srcHeight - kernelHeight + 1); exact 64-bit sums, "
      "rounding right shift, s16 saturation. Any kernel size, even included.",
-     "ilmvConvValids16(src, srcWidth, srcHeight, srcStride, kernel, kernelWidth, kernelHeight, shift, dst, "
-     "dstStride)", forms="C",
+     "ilmvConvValids16(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, kernelWidth, kernelHeight, shift, "
+     "dst, dstStride)",
      rule="src && dst && kernel && srcWidth && srcHeight && kernelWidth && kernelHeight && (kernelWidth <= srcWidth) "
           "&& (kernelHeight <= srcHeight) && (srcStride >= srcWidth * 2) && (dstStride >= " + VALID_W + " * 2) && "
           "(shift < 63)",
