@@ -68,6 +68,7 @@ void registerFilters()
         lmvFilterCorrSep9x9s16V(f.wide.data(), f.w, f.h, 2 * f.w, kTaps9, 16, f.wideOut.data(), 2 * f.w);
     });
     add("Bilateral5x5", "reference", [] { lmvBilateralFilter5x5u8C(f.src.data(), f.w, f.h, f.w, f.dst.data(), f.w); });
+    add("Bilateral5x5", "simd", [] { lmvBilateralFilter5x5u8V(f.src.data(), f.w, f.h, f.w, f.dst.data(), f.w); });
 #ifdef LUMIVA_WITH_OPENCV
     for (int k : {3, 5, 11})
         add("BoxFilter" + std::to_string(k) + "x" + std::to_string(k), "opencv", [k] {

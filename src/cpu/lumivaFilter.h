@@ -33,6 +33,13 @@ struct ilmvSepTaps {
     uint32_t shift;
 };
 
+// Integer weight tables of a k x k bilateral filter: spatial[dy * k + dx] and range[|d|],
+// each round(256 exp(-t^2 / (2 sigma^2))), so a tap weighs spatial x range (at most 2^16).
+struct ilmvBilateralTables {
+    uint32_t spatial[81];
+    uint32_t range[256];
+};
+
 // Scratch a row kernel may use: at least n + kw - 1 64-bit values.
 struct ilmvFilterRows {
     // [1 4 6 4 1] in both directions, (sum + 128) >> 8.
@@ -58,6 +65,9 @@ struct ilmvFilterRows {
     // kw x kh integer taps on s16 data, saturated to s16.
     void (*corrs16)(const int16_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
                     uint32_t shift, size_t n, int16_t* dst);
+    // The k x k bilateral filter with the given tables: (sum of weight x pixel + total / 2) / total.
+    void (*bilateralu8)(const uint8_t* const* rows, uint32_t k, const ilmvBilateralTables& tables, size_t n,
+                        uint8_t* dst);
     // kw x kh f32 taps on u8 data; per output the products are added row by row, left to right.
     void (*corru8f32)(const uint8_t* const* rows, const float32_t* taps, uint32_t kw, uint32_t kh, size_t n,
                       float32_t* dst);
@@ -111,7 +121,7 @@ void ilmvCorrelateu8f32(const ilmvFilterRows& rows, const uint8_t* src, uint32_t
                         const float32_t* taps, uint32_t N, float32_t* dst, uint32_t dstStride);
 void ilmvConvValids16(const ilmvFilterRows& rows, const int16_t* src, uint32_t w, uint32_t h, uint32_t srcStride, const int16_t* kernel,
                       uint32_t kw, uint32_t kh, uint32_t shift, int16_t* dst, uint32_t dstStride);
-LMV_STATUS ilmvBilateral(uint32_t k, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint8_t* dst,
+LMV_STATUS ilmvBilateral(const ilmvFilterRows& rows, uint32_t k, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint8_t* dst,
                          uint32_t dstStride, float32_t sigmaColor, float32_t sigmaSpace, LMV_BORDER_TYPE border,
                          uint8_t value);
 LMV_STATUS ilmvBilateralRecursive(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint8_t* dst,
@@ -128,12 +138,6 @@ inline float32_t ilmvBilateralSigmaSpace(uint32_t k)
     return float32_t(k) / 2.0f;
 }
 
-// Integer weight tables of a k x k bilateral filter: spatial[dy * k + dx] and range[|d|],
-// each round(256 exp(-t^2 / (2 sigma^2))), so a tap weighs spatial x range (at most 2^16).
-struct ilmvBilateralTables {
-    uint32_t spatial[81];
-    uint32_t range[256];
-};
 void ilmvBilateralWeights(uint32_t k, float32_t sigmaColor, float32_t sigmaSpace, ilmvBilateralTables* tables);
 
 #endif

@@ -165,6 +165,24 @@ void correlationRow(const In* const* rows, const int32_t* taps, uint32_t kw, uin
     }
 }
 
+// The centre weighs 256 x 256, so the total is never 0; the sums stay below 2^32 (81 taps of
+// at most 2^16 x 255).
+void bilateralRow(const uint8_t* const* rows, uint32_t k, const ilmvBilateralTables& tables, size_t n, uint8_t* dst)
+{
+    for (size_t x = 0; x < n; ++x) {
+        const int centre = rows[k / 2][x + k / 2];
+        uint32_t weights = 0, sum = 0;
+        for (uint32_t j = 0; j < k; ++j)
+            for (uint32_t i = 0; i < k; ++i) {
+                const int p = rows[j][x + i];
+                const uint32_t weight = tables.spatial[j * k + i] * tables.range[std::abs(p - centre)];
+                weights += weight;
+                sum += weight * uint32_t(p);
+            }
+        dst[x] = static_cast<uint8_t>((sum + weights / 2) / weights);
+    }
+}
+
 void correlationf32Row(const uint8_t* const* rows, const float32_t* taps, uint32_t kw, uint32_t kh, size_t n,
                        float32_t* dst)
 {
@@ -183,6 +201,6 @@ const ilmvFilterRows& ilmvFilterRowsC()
     static const ilmvFilterRows rows = {gauss5Row,          boxRow,          extremeRow,       ilmvExtremeImageByRows,
                                         median3Row,         separableu8Row,  separables16Row,
                                         correlationRow<uint8_t, uint8_t>, correlationRow<uint8_t, int16_t>,
-                                        correlationRow<int16_t, int16_t>, correlationf32Row};
+                                        correlationRow<int16_t, int16_t>, bilateralRow,      correlationf32Row};
     return rows;
 }

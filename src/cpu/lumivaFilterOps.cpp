@@ -303,7 +303,7 @@ void ilmvBilateralWeights(uint32_t k, float32_t sigmaColor, float32_t sigmaSpace
     for (int d = 0; d < 256; ++d) tables->range[d] = uint32_t(std::lround(256.0 * std::exp(-(d * d) / colour)));
 }
 
-LMV_STATUS ilmvBilateral(uint32_t k, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint8_t* dst,
+LMV_STATUS ilmvBilateral(const ilmvFilterRows& rows, uint32_t k, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint8_t* dst,
                          uint32_t dstStride, float32_t sigmaColor, float32_t sigmaSpace, LMV_BORDER_TYPE border,
                          uint8_t value)
 {
@@ -315,19 +315,7 @@ LMV_STATUS ilmvBilateral(uint32_t k, const uint8_t* src, uint32_t w, uint32_t h,
     ilmvBilateralWeights(k, sigmaColor, sigmaSpace, &tables);
     ilmvFilterFrame(src, w, h, srcStride, k, k, edge, value,
                     [&](const uint8_t* const* r, size_t n, uint32_t y, uint32_t x0) {
-                        uint8_t* out = ilmvRowAt(dst, dstStride, y) + x0;
-                        for (size_t x = 0; x < n; ++x) {
-                            const int centre = r[k / 2][x + k / 2];
-                            uint32_t weights = 0, sum = 0;
-                            for (uint32_t j = 0; j < k; ++j)
-                                for (uint32_t i = 0; i < k; ++i) {
-                                    const int p = r[j][x + i];
-                                    const uint32_t wt = tables.spatial[j * k + i] * tables.range[std::abs(p - centre)];
-                                    weights += wt;
-                                    sum += wt * uint32_t(p);
-                                }
-                            out[x] = static_cast<uint8_t>((sum + weights / 2) / weights);
-                        }
+                        rows.bilateralu8(r, k, tables, n, ilmvRowAt(dst, dstStride, y) + x0);
                     });
     return LUMIVA_SUCCESS;
 }

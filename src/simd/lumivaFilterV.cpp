@@ -552,6 +552,45 @@ void correlationf32V(const uint8_t* const* rows, const float32_t* taps, uint32_t
     }
 }
 
+// Eight outputs at a time: the differences to the centre in one step, the range weights
+// looked up lane by lane (the one step without a vector form), the weights and weighted
+// sums in 32-bit lanes, and the rounded division per lane.
+void bilateralV(const uint8_t* const* rows, uint32_t k, const ilmvBilateralTables& tables, size_t n, uint8_t* dst)
+{
+    size_t x = 0;
+    for (; x + 8 <= n; x += 8) {
+        const uint8x8_t centre = vld1_u8(rows[k / 2] + x + k / 2);
+        uint32x4_t weightsLo = vdupq_n_u32(0), weightsHi = weightsLo, sumLo = weightsLo, sumHi = weightsLo;
+        for (uint32_t j = 0; j < k; ++j)
+            for (uint32_t i = 0; i < k; ++i) {
+                const uint8x8_t p = vld1_u8(rows[j] + x + i);
+                uint8_t d[8];
+                uint16_t range[8];
+                vst1_u8(d, vabd_u8(p, centre));
+                for (int l = 0; l < 8; ++l) range[l] = uint16_t(tables.range[d[l]]);
+                const uint16x8_t r = vld1q_u16(range);
+                const uint16_t s = uint16_t(tables.spatial[j * k + i]);
+                const uint32x4_t lo = vmull_n_u16(vget_low_u16(r), s), hi = vmull_n_u16(vget_high_u16(r), s);
+                const uint16x8_t wide = vmovl_u8(p);
+                weightsLo = vaddq_u32(weightsLo, lo);
+                weightsHi = vaddq_u32(weightsHi, hi);
+                sumLo = vmlaq_u32(sumLo, lo, vmovl_u16(vget_low_u16(wide)));
+                sumHi = vmlaq_u32(sumHi, hi, vmovl_u16(vget_high_u16(wide)));
+            }
+        uint32_t weights[8], sums[8];
+        vst1q_u32(weights, weightsLo);
+        vst1q_u32(weights + 4, weightsHi);
+        vst1q_u32(sums, sumLo);
+        vst1q_u32(sums + 4, sumHi);
+        for (int l = 0; l < 8; ++l) dst[x + l] = static_cast<uint8_t>((sums[l] + weights[l] / 2) / weights[l]);
+    }
+    if (x < n) {
+        std::vector<const uint8_t*> rest(k);
+        for (uint32_t j = 0; j < k; ++j) rest[j] = rows[j] + x;
+        ilmvFilterRowsC().bilateralu8(rest.data(), k, tables, n - x, dst + x);
+    }
+}
+
 ilmvFilterRows simdRows()
 {
     ilmvFilterRows rows = ilmvFilterRowsC();
@@ -565,6 +604,7 @@ ilmvFilterRows simdRows()
     rows.corru8 = correlationV<uint8_t, uint8_t>;
     rows.corru8s16 = correlationV<uint8_t, int16_t>;
     rows.corrs16 = correlationV<int16_t, int16_t>;
+    rows.bilateralu8 = bilateralV;
     rows.corru8f32 = correlationf32V;
     return rows;
 }

@@ -313,15 +313,15 @@ for slot, k in ((29, 5), (30, 7), (31, 9)):
     filt(slot, f"lmvBilateralFilter{k}x{k}u8", plain(U8, U8),
          BILATERAL_DOC.format(k=k) + f"This generation fixes sigmaColor = 50 and sigmaSpace = {k / 2}; the window "
          "repeats the edge pixels where it leaves the image, so every pixel is written.",
-         f"ilmvBilateral({k}, src, srcWidth, srcHeight, srcStride, dst, dstStride, ilmvBilateralSigmaColor, "
+         f"ilmvBilateral({ROWS}, {k}, src, srcWidth, srcHeight, srcStride, dst, dstStride, ilmvBilateralSigmaColor, "
          f"ilmvBilateralSigmaSpace({k}), LUMIVA_BORDER_REPLICATE, 0)",
-         forms="C", rule=std_rule(U8, U8), remote=remote_for(U8, U8, 8),
+         rule=std_rule(U8, U8), remote=remote_for(U8, U8, 8),
          **({"gpu": GPU_ROW, "gpu_engine": "lmvGpuBilateralFilter5x5u8"} if k == 5 else {}))
     filt(slot + 406, f"lmvBilateralFilter{k}x{k}u8_v2", plain(U8, U8, *SIGMAS, *BORDER),
          BILATERAL_DOC.format(k=k) + "Sigmas are the caller's; status 3 for one that is not above 0 or is "
          "infinite." + BORDER_DOC,
-         f"ilmvBilateral({k}, src, srcWidth, srcHeight, srcStride, dst, dstStride, sigmaColor, sigmaSpace, "
-         "borderType, borderValue)", forms="C", ret=STATUS, remote=remote_for(U8, U8, 8))
+         f"ilmvBilateral({ROWS}, {k}, src, srcWidth, srcHeight, srcStride, dst, dstStride, sigmaColor, sigmaSpace, "
+         "borderType, borderValue)", ret=STATUS, remote=remote_for(U8, U8, 8))
 filt(438, "lmvBilateralFilterRecursiveu8", plain(U8, U8, *SIGMAS),
      "Recursive bilateral filter, constant cost per pixel whatever the sigmas: along each row, then each column "
      "of the result, a causal and an anti-causal recursion y(i) = x(i) + a R(i) y(i -+ 1) with a = "
