@@ -102,6 +102,39 @@ TEST(FilterExact, BoxMeansDivideEverySumExactly)
     }
 }
 
+// The frame against a direct model of each border rule, over every size around the
+// thresholds where it switches between padded copies, source rows and side strips: both
+// forms share the frame, so only a model catches a frame that reads the wrong pixel.
+TEST(FilterExact, TheFrameReadsWhatEachBorderRuleSays)
+{
+    for (uint32_t k : {3u, 5u, 11u})
+        for (uint32_t w = 1; w <= 3 * k + 4; ++w)
+            for (uint32_t h : {1u, k - 1, k, k + 1, 2 * k + 1}) {
+                const Bytes src = scene(w, h, w * 31 + h);
+                const int r = int(k / 2);
+                for (LMV_BORDER_TYPE border : {LUMIVA_BORDER_UNDEFINED, LUMIVA_BORDER_CONSTANT, LUMIVA_BORDER_REPLICATE}) {
+                    Bytes out(w * h, 0xA5);
+                    ASSERT_EQ(LUMIVA_SUCCESS, ilmvBox(ilmvFilterRowsV(), k, src.data(), w, h, w, out.data(), w, border, 201));
+                    for (int y = 0; y < int(h); ++y)
+                        for (int x = 0; x < int(w); ++x) {
+                            const bool inside = x >= r && y >= r && x + r < int(w) && y + r < int(h);
+                            uint32_t sum = 0;
+                            for (int dy = -r; dy <= r; ++dy)
+                                for (int dx = -r; dx <= r; ++dx) {
+                                    const int yy = y + dy, xx = x + dx;
+                                    const bool in = yy >= 0 && xx >= 0 && yy < int(h) && xx < int(w);
+                                    sum += in || border != LUMIVA_BORDER_CONSTANT
+                                               ? src[std::clamp(yy, 0, int(h) - 1) * w + std::clamp(xx, 0, int(w) - 1)]
+                                               : 201;
+                                }
+                            const int want = border == LUMIVA_BORDER_UNDEFINED && !inside ? 0xA5 : int((sum + k * k / 2) / (k * k));
+                            ASSERT_EQ(want, out[y * w + x]) << k << " " << w << "x" << h << " border " << border << " at "
+                                                            << x << "," << y;
+                        }
+                }
+            }
+}
+
 // Where the recursion has no peer: a double-precision model of the same two passes, within 1.
 TEST_F(FilterEntries, RecursiveBilateralFollowsItsDoubleModel)
 {
