@@ -8,8 +8,10 @@
 
 #include "lumiva/lumivaTypes.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 // Interior of one row: d(x) = (c(x-1) + 2c(x) + c(x+1)) >> 4 for x = 1 .. width-2, with
 // c(x) = above(x) + 2 row(x) + below(x).
@@ -21,6 +23,18 @@ void ilmvGaussianRowV(const uint8_t* above, const uint8_t* row, const uint8_t* b
 
 void ilmvGaussian3x3Frame(ilmvGaussianRowFn row, const uint8_t* src, uint32_t width, uint32_t height,
                           uint32_t srcStride, uint8_t* dst, uint32_t dstStride, int32_t blurBorder);
+
+// An exact sum saturated to the destination's type.
+template <class T>
+inline T ilmvSaturate(int64_t v)
+{
+    return static_cast<T>(std::min<int64_t>(std::max<int64_t>(v, std::numeric_limits<T>::min()),
+                                            std::numeric_limits<T>::max()));
+}
+
+// The binomial taps of the 3x3 and 5x5 Gaussians.
+inline constexpr int32_t ilmvBinomial3[3] = {1, 2, 1};
+inline constexpr int32_t ilmvBinomial5[5] = {1, 4, 6, 4, 1};
 
 // Separable taps as the kernels take them: kw horizontal, kh vertical, and the rounding:
 // out = saturate((sum + bias) >> shift), the shift arithmetic.
@@ -74,6 +88,14 @@ struct ilmvFilterRows {
 };
 
 const ilmvFilterRows& ilmvFilterRowsC();
+// The reference kernels for any element types: exact 64-bit sums, then the rounding and
+// saturation. Defined for u8 -> u8, s16 -> s16 and s32 -> s32 (separable) and u8 -> u8,
+// u8 -> s16 and s16 -> s16 (kw x kh taps).
+template <class In, class Out>
+void ilmvSeparableRowC(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out* dst, int64_t* columns);
+template <class In, class Out>
+void ilmvCorrelationRowC(const In* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                         uint32_t shift, size_t n, Out* dst);
 void ilmvExtremeImageByRows(const ilmvFilterRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                             uint32_t k, bool maximum, int edge, uint8_t value, uint8_t* dst, uint32_t dstStride);
 const ilmvFilterRows& ilmvFilterRowsV();

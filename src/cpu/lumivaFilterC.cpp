@@ -2,9 +2,9 @@
 // forms share.
 #include "core/lumivaEntry.h"
 #include "cpu/lumivaFilter.h"
+#include "cpu/lumivaFilterFrame.h"
 
 #include <algorithm>
-#include <limits>
 
 void ilmvGaussianRowC(const uint8_t* above, const uint8_t* row, const uint8_t* below, size_t width, uint8_t* dst)
 {
@@ -25,16 +25,7 @@ namespace {
 // divided, truncating, by the weights it used (9 at a corner, 12 along an edge).
 uint8_t borderPixel(const uint8_t* src, uint32_t width, uint32_t height, uint32_t stride, uint32_t x, uint32_t y)
 {
-    int sum = 0, weights = 0;
-    for (int dy = -1; dy <= 1; ++dy)
-        for (int dx = -1; dx <= 1; ++dx) {
-            const int64_t yy = int64_t(y) + dy, xx = int64_t(x) + dx;
-            if (yy < 0 || xx < 0 || yy >= height || xx >= width) continue;
-            const int w = (dx ? 1 : 2) * (dy ? 1 : 2);
-            sum += w * src[size_t(yy) * stride + size_t(xx)];
-            weights += w;
-        }
-    return static_cast<uint8_t>(sum / weights);
+    return ilmvRestrictedPixel(src, width, height, stride, x, y, ilmvBinomial3, 1, false);
 }
 
 }  // namespace
@@ -62,18 +53,10 @@ void ilmvGaussian3x3Frame(ilmvGaussianRowFn row, const uint8_t* src, uint32_t wi
 }
 
 // ---- Reference row kernels of the other filters ---------------------------------------------
-namespace {
-
-template <class T>
-T saturate(int64_t v)
-{
-    return static_cast<T>(std::min<int64_t>(std::max<int64_t>(v, std::numeric_limits<T>::min()),
-                                            std::numeric_limits<T>::max()));
-}
 
 // Separable taps: column sums of the kh rows first (exact in 64 bits), then the horizontal taps.
 template <class In, class Out>
-void separableRow(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out* dst, int64_t* columns)
+void ilmvSeparableRowC(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out* dst, int64_t* columns)
 {
     for (size_t x = 0; x < n + taps.kw - 1; ++x) {
         int64_t sum = 0;
@@ -83,11 +66,34 @@ void separableRow(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out*
     for (size_t x = 0; x < n; ++x) {
         int64_t sum = 0;
         for (uint32_t k = 0; k < taps.kw; ++k) sum += int64_t(taps.kx[k]) * columns[x + k];
-        dst[x] = saturate<Out>((sum + taps.bias) >> taps.shift);
+        dst[x] = ilmvSaturate<Out>((sum + taps.bias) >> taps.shift);
     }
 }
 
-const int32_t kBinomial5[5] = {1, 4, 6, 4, 1};
+template void ilmvSeparableRowC(const uint8_t* const*, const ilmvSepTaps&, size_t, uint8_t*, int64_t*);
+template void ilmvSeparableRowC(const int16_t* const*, const ilmvSepTaps&, size_t, int16_t*, int64_t*);
+template void ilmvSeparableRowC(const int32_t* const*, const ilmvSepTaps&, size_t, int32_t*, int64_t*);
+
+template <class In, class Out>
+void ilmvCorrelationRowC(const In* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
+                         uint32_t shift, size_t n, Out* dst)
+{
+    for (size_t x = 0; x < n; ++x) {
+        int64_t sum = 0;
+        for (uint32_t j = 0; j < kh; ++j)
+            for (uint32_t i = 0; i < kw; ++i) sum += int64_t(taps[j * kw + i]) * rows[j][x + i];
+        dst[x] = ilmvSaturate<Out>((sum + bias) >> shift);
+    }
+}
+
+template void ilmvCorrelationRowC(const uint8_t* const*, const int32_t*, uint32_t, uint32_t, int64_t, uint32_t, size_t,
+                                  uint8_t*);
+template void ilmvCorrelationRowC(const uint8_t* const*, const int32_t*, uint32_t, uint32_t, int64_t, uint32_t, size_t,
+                                  int16_t*);
+template void ilmvCorrelationRowC(const int16_t* const*, const int32_t*, uint32_t, uint32_t, int64_t, uint32_t, size_t,
+                                  int16_t*);
+
+namespace {
 
 void gauss5Row(const uint8_t* const* rows, size_t n, uint8_t* dst)
 {
@@ -95,10 +101,10 @@ void gauss5Row(const uint8_t* const* rows, size_t n, uint8_t* dst)
     for (size_t x = 0; x < n; ++x) {
         for (int k = 0; k < 5; ++k) {
             columns[k] = 0;
-            for (int j = 0; j < 5; ++j) columns[k] += kBinomial5[j] * rows[j][x + k];
+            for (int j = 0; j < 5; ++j) columns[k] += ilmvBinomial5[j] * rows[j][x + k];
         }
         int64_t sum = 0;
-        for (int k = 0; k < 5; ++k) sum += kBinomial5[k] * columns[k];
+        for (int k = 0; k < 5; ++k) sum += ilmvBinomial5[k] * columns[k];
         dst[x] = static_cast<uint8_t>((sum + 128) >> 8);
     }
 }
@@ -143,28 +149,6 @@ void median3Row(const uint8_t* const* rows, size_t n, uint8_t* dst)
     }
 }
 
-void separableu8Row(const uint8_t* const* rows, const ilmvSepTaps& taps, size_t n, uint8_t* dst, int64_t* scratch)
-{
-    separableRow(rows, taps, n, dst, scratch);
-}
-
-void separables16Row(const int16_t* const* rows, const ilmvSepTaps& taps, size_t n, int16_t* dst, int64_t* scratch)
-{
-    separableRow(rows, taps, n, dst, scratch);
-}
-
-template <class In, class Out>
-void correlationRow(const In* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
-                    uint32_t shift, size_t n, Out* dst)
-{
-    for (size_t x = 0; x < n; ++x) {
-        int64_t sum = 0;
-        for (uint32_t j = 0; j < kh; ++j)
-            for (uint32_t i = 0; i < kw; ++i) sum += int64_t(taps[j * kw + i]) * rows[j][x + i];
-        dst[x] = saturate<Out>((sum + bias) >> shift);
-    }
-}
-
 // The centre weighs 256 x 256, so the total is never 0; the sums stay below 2^32 (81 taps of
 // at most 2^16 x 255).
 void bilateralRow(const uint8_t* const* rows, uint32_t k, const ilmvBilateralTables& tables, size_t n, uint8_t* dst)
@@ -199,8 +183,13 @@ void correlationf32Row(const uint8_t* const* rows, const float32_t* taps, uint32
 const ilmvFilterRows& ilmvFilterRowsC()
 {
     static const ilmvFilterRows rows = {gauss5Row,          boxRow,          extremeRow,       ilmvExtremeImageByRows,
-                                        median3Row,         separableu8Row,  separables16Row,
-                                        correlationRow<uint8_t, uint8_t>, correlationRow<uint8_t, int16_t>,
-                                        correlationRow<int16_t, int16_t>, bilateralRow,      correlationf32Row};
+                                        median3Row,
+                                        ilmvSeparableRowC<uint8_t, uint8_t>,
+                                        ilmvSeparableRowC<int16_t, int16_t>,
+                                        ilmvCorrelationRowC<uint8_t, uint8_t>,
+                                        ilmvCorrelationRowC<uint8_t, int16_t>,
+                                        ilmvCorrelationRowC<int16_t, int16_t>,
+                                        bilateralRow,
+                                        correlationf32Row};
     return rows;
 }

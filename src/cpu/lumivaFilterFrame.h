@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 enum class ilmvEdge { kInterior, kConstant, kReplicate };
@@ -44,6 +45,29 @@ template <class T>
 inline T* ilmvRowAt(T* base, size_t strideBytes, size_t y)
 {
     return base + y * (strideBytes / sizeof(T));
+}
+
+// A border pixel of a separable kernel (2r + 1 taps each way) restricted to the pixels inside
+// the image: the sum divided by the weights it used, floored, after half the weights are added
+// when `rounded` (the 3x3 Gaussian truncates, the 5x5 rounds).
+template <class T>
+T ilmvRestrictedPixel(const T* src, uint32_t width, uint32_t height, uint32_t strideBytes, uint32_t x, uint32_t y,
+                      const int32_t* taps, int r, bool rounded)
+{
+    int64_t sum = 0, weights = 0;
+    for (int dy = -r; dy <= r; ++dy)
+        for (int dx = -r; dx <= r; ++dx) {
+            const int64_t yy = int64_t(y) + dy, xx = int64_t(x) + dx;
+            if (yy < 0 || xx < 0 || yy >= height || xx >= width) continue;
+            const int64_t k = int64_t(taps[dx + r]) * taps[dy + r];
+            sum += k * ilmvRowAt(src, strideBytes, size_t(yy))[xx];
+            weights += k;
+        }
+    const int64_t total = sum + (rounded ? weights / 2 : 0);
+    const int64_t quotient = total / weights;  // floored, as an arithmetic shift rounds
+    const int64_t floored = (total % weights != 0 && total < 0) ? quotient - 1 : quotient;
+    return static_cast<T>(std::min<int64_t>(std::max<int64_t>(floored, std::numeric_limits<T>::min()),
+                                            std::numeric_limits<T>::max()));
 }
 
 // Calls row(rows, n, y, x0) for every output row y that the edge rule computes: rows[k] is

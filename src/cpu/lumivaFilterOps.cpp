@@ -6,44 +6,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 namespace {
 
-const int32_t kBinomial3[3] = {1, 2, 1};
-const int32_t kBinomial5[5] = {1, 4, 6, 4, 1};
 const int32_t kBinomial11[11] = {1, 10, 45, 120, 210, 252, 210, 120, 45, 10, 1};
 
-template <class T>
-T saturate(int64_t v)
-{
-    return static_cast<T>(std::min<int64_t>(std::max<int64_t>(v, std::numeric_limits<T>::min()),
-                                            std::numeric_limits<T>::max()));
-}
-
-// Floor division, as an arithmetic shift rounds: (-3) / 2 is -2.
-int64_t floorDiv(int64_t a, int64_t b)
-{
-    const int64_t q = a / b;
-    return (a % b != 0 && a < 0) ? q - 1 : q;
-}
-
-// A border pixel of the 5x5 Gaussian: the kernel restricted to the pixels inside the image,
-// the sum divided by the weights it used, rounded (ties upwards).
+// A border pixel of the 5x5 Gaussian: the kernel restricted to the image, rounded.
 template <class T>
 T restrictedGaussian5(const T* src, uint32_t w, uint32_t h, uint32_t stride, uint32_t x, uint32_t y)
 {
-    int64_t sum = 0, weights = 0;
-    for (int dy = -2; dy <= 2; ++dy)
-        for (int dx = -2; dx <= 2; ++dx) {
-            const int64_t yy = int64_t(y) + dy, xx = int64_t(x) + dx;
-            if (yy < 0 || xx < 0 || yy >= h || xx >= w) continue;
-            const int64_t k = kBinomial5[dx + 2] * kBinomial5[dy + 2];
-            sum += k * ilmvRowAt(src, stride, size_t(yy))[xx];
-            weights += k;
-        }
-    return saturate<T>(floorDiv(sum + weights / 2, weights));
+    return ilmvRestrictedPixel(src, w, h, stride, x, y, ilmvBinomial5, 2, true);
 }
 
 // Writes fn(x, y) into every pixel within `margin` of the image's edge.
@@ -71,21 +44,6 @@ void separableFrame(const In* src, uint32_t w, uint32_t h, uint32_t srcStride, O
                     });
 }
 
-// The reference separable row for types no table covers (s32 data).
-void separables32Row(const int32_t* const* rows, const ilmvSepTaps& taps, size_t n, int32_t* dst, int64_t* columns)
-{
-    for (size_t x = 0; x < n + taps.kw - 1; ++x) {
-        int64_t sum = 0;
-        for (uint32_t k = 0; k < taps.kh; ++k) sum += int64_t(taps.ky[k]) * rows[k][x];
-        columns[x] = sum;
-    }
-    for (size_t x = 0; x < n; ++x) {
-        int64_t sum = 0;
-        for (uint32_t k = 0; k < taps.kw; ++k) sum += int64_t(taps.kx[k]) * columns[x + k];
-        dst[x] = saturate<int32_t>((sum + taps.bias) >> taps.shift);
-    }
-}
-
 std::vector<int32_t> widened(const int16_t* taps, uint32_t n, bool flip)
 {
     std::vector<int32_t> out(taps, taps + n);
@@ -109,7 +67,7 @@ void ilmvGaussian5x5u8(const ilmvFilterRows& rows, const uint8_t* src, uint32_t 
 void ilmvGaussian5x5s16(const ilmvFilterRows& rows, const int16_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                         int16_t* dst, uint32_t dstStride, int32_t blurBorder)
 {
-    const ilmvSepTaps taps = {kBinomial5, 5, kBinomial5, 5, 128, 8};
+    const ilmvSepTaps taps = {ilmvBinomial5, 5, ilmvBinomial5, 5, 128, 8};
     separableFrame(src, w, h, srcStride, dst, dstStride, taps, ilmvEdge::kInterior, int16_t(0), rows.seps16);
     if (blurBorder == 1)
         forBorder(dst, w, h, dstStride, 2, [&](uint32_t x, uint32_t y) { return restrictedGaussian5(src, w, h, srcStride, x, y); });
@@ -118,8 +76,8 @@ void ilmvGaussian5x5s16(const ilmvFilterRows& rows, const int16_t* src, uint32_t
 void ilmvGaussian5x5s32(const ilmvFilterRows&, const int32_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                         int32_t* dst, uint32_t dstStride, int32_t blurBorder)
 {
-    const ilmvSepTaps taps = {kBinomial5, 5, kBinomial5, 5, 128, 8};
-    separableFrame(src, w, h, srcStride, dst, dstStride, taps, ilmvEdge::kInterior, int32_t(0), separables32Row);
+    const ilmvSepTaps taps = {ilmvBinomial5, 5, ilmvBinomial5, 5, 128, 8};
+    separableFrame(src, w, h, srcStride, dst, dstStride, taps, ilmvEdge::kInterior, int32_t(0), ilmvSeparableRowC<int32_t, int32_t>);
     if (blurBorder == 1)
         forBorder(dst, w, h, dstStride, 2, [&](uint32_t x, uint32_t y) { return restrictedGaussian5(src, w, h, srcStride, x, y); });
 }
@@ -137,7 +95,7 @@ LMV_STATUS ilmvGaussian3x3Bordered(const ilmvFilterRows& rows, const uint8_t* sr
 {
     ilmvEdge edge;
     if (!ilmvEdgeOf(border, &edge)) return LUMIVA_BAD_PARAMS;
-    const ilmvSepTaps taps = {kBinomial3, 3, kBinomial3, 3, 0, 4};  // truncating, as the first generation
+    const ilmvSepTaps taps = {ilmvBinomial3, 3, ilmvBinomial3, 3, 0, 4};  // truncating, as the first generation
     separableFrame(src, w, h, srcStride, dst, dstStride, taps, edge, value, rows.sepu8);
     return LUMIVA_SUCCESS;
 }
@@ -416,43 +374,54 @@ bool patchFits(uint32_t pw, uint32_t ph)
 
 }  // namespace
 
+namespace {
+
+// Writes value(pixel, sum, sum of squares, count) of every pixel's pw x ph window (restricted
+// to the image), the sums read from integral images in Acc.
+template <class Acc, class In, class Out, class Value>
+LMV_STATUS normaliseWindows(const In* src, uint32_t w, uint32_t h, uint32_t srcStride, uint32_t pw, uint32_t ph,
+                            Out* dst, uint32_t dstStride, Value value)
+{
+    if (!patchFits(pw, ph)) return LUMIVA_BAD_PARAMS;
+    Integrals<In, Acc> integrals(src, w, h, srcStride);
+    for (uint32_t y = 0; y < h; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+            Acc s, q;
+            int64_t count;
+            integrals.window(x, y, pw, ph, &s, &q, &count);
+            ilmvRowAt(dst, dstStride, y)[x] = value(ilmvRowAt(src, srcStride, y)[x], s, q, count);
+        }
+    return LUMIVA_SUCCESS;
+}
+
+}  // namespace
+
 LMV_STATUS ilmvNormalizeLocalBoxf32(const float32_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint32_t pw,
                                     uint32_t ph, uint32_t useStdDev, float32_t* dst, uint32_t dstStride)
 {
-    if (!patchFits(pw, ph)) return LUMIVA_BAD_PARAMS;
-    Integrals<float32_t, double> integrals(src, w, h, srcStride);
-    for (uint32_t y = 0; y < h; ++y)
-        for (uint32_t x = 0; x < w; ++x) {
-            double s, q;
-            int64_t count;
-            integrals.window(x, y, pw, ph, &s, &q, &count);
-            const double mean = s / double(count), variance = std::max(q / double(count) - mean * mean, 0.0);
-            double v = double(ilmvRowAt(src, srcStride, y)[x]) - mean;
-            if (useStdDev) v /= std::sqrt(variance) + 1e-6;
-            ilmvRowAt(dst, dstStride, y)[x] = float32_t(v);
-        }
-    return LUMIVA_SUCCESS;
+    return normaliseWindows<double>(src, w, h, srcStride, pw, ph, dst, dstStride,
+                                    [&](float32_t p, double s, double q, int64_t count) {
+                                        const double mean = s / double(count);
+                                        const double variance = std::max(q / double(count) - mean * mean, 0.0);
+                                        double v = double(p) - mean;
+                                        if (useStdDev) v /= std::sqrt(variance) + 1e-6;
+                                        return float32_t(v);
+                                    });
 }
 
 LMV_STATUS ilmvNormalizeLocalBoxu8(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint32_t pw,
                                    uint32_t ph, uint32_t useStdDev, int8_t* dst, uint32_t dstStride)
 {
-    if (!patchFits(pw, ph)) return LUMIVA_BAD_PARAMS;
-    Integrals<uint8_t, int64_t> integrals(src, w, h, srcStride);
-    for (uint32_t y = 0; y < h; ++y)
-        for (uint32_t x = 0; x < w; ++x) {
-            int64_t s, q, count;
-            integrals.window(x, y, pw, ph, &s, &q, &count);
-            // x - mean = d / count, exactly; the deviation times count is sqrt(count q - s^2).
-            const int64_t d = int64_t(ilmvRowAt(src, srcStride, y)[x]) * count - s;
-            double v;
-            if (useStdDev) {
-                const int64_t spread = count * q - s * s;
-                v = spread ? 32.0 * double(d) / std::sqrt(double(spread)) : 0.0;
-            } else {
-                v = double(d) / double(2 * count);
-            }
-            ilmvRowAt(dst, dstStride, y)[x] = saturate<int8_t>(int64_t(std::round(v)));
-        }
-    return LUMIVA_SUCCESS;
+    return normaliseWindows<int64_t>(src, w, h, srcStride, pw, ph, dst, dstStride,
+                                     [&](uint8_t p, int64_t s, int64_t q, int64_t count) {
+                                         // p - mean = d / count, exactly; the deviation times count
+                                         // is sqrt(count q - s^2).
+                                         const int64_t d = int64_t(p) * count - s;
+                                         double v = double(d) / double(2 * count);
+                                         if (useStdDev) {
+                                             const int64_t spread = count * q - s * s;
+                                             v = spread ? 32.0 * double(d) / std::sqrt(double(spread)) : 0.0;
+                                         }
+                                         return ilmvSaturate<int8_t>(int64_t(std::round(v)));
+                                     });
 }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <type_traits>
 #include <vector>
 
@@ -44,21 +43,6 @@ void ilmvGaussianRowV(const uint8_t* above, const uint8_t* row, const uint8_t* b
 // two forms agree wherever the vector loop stops.
 namespace {
 
-// [1 4 6 4 1] down the five rows: at most 16 x 255, in 16-bit lanes; 16 columns as two halves.
-void binomialColumns16(const uint8_t* const* rows, size_t x, uint16_t* out)
-{
-    const uint8x16_t r0 = vld1q_u8(rows[0] + x), r1 = vld1q_u8(rows[1] + x), r2 = vld1q_u8(rows[2] + x);
-    const uint8x16_t r3 = vld1q_u8(rows[3] + x), r4 = vld1q_u8(rows[4] + x);
-    const uint16x8_t lo = vaddq_u16(vaddq_u16(vaddl_u8(vget_low_u8(r0), vget_low_u8(r4)),
-                                              vshlq_n_u16(vaddl_u8(vget_low_u8(r1), vget_low_u8(r3)), 2)),
-                                    vmulq_n_u16(vmovl_u8(vget_low_u8(r2)), 6));
-    const uint16x8_t hi = vaddq_u16(vaddq_u16(vaddl_u8(vget_high_u8(r0), vget_high_u8(r4)),
-                                              vshlq_n_u16(vaddl_u8(vget_high_u8(r1), vget_high_u8(r3)), 2)),
-                                    vmulq_n_u16(vmovl_u8(vget_high_u8(r2)), 6));
-    vst1q_u16(out, lo);
-    vst1q_u16(out + 8, hi);
-}
-
 // [1 4 6 4 1] down the five rows: at most 16 x 255, in 16-bit lanes.
 uint16x8_t binomialColumns(const uint8_t* const* rows, size_t x)
 {
@@ -88,11 +72,9 @@ void gauss5V(const uint8_t* const* rows, size_t n, uint8_t* dst)
     size_t x = 0;
     while (n - x >= 8) {
         const size_t outputs = std::min(kChunk, (n - x) / 8 * 8);
-        size_t c = 0;
-        for (; c + 16 <= outputs + 4; c += 16) binomialColumns16(rows, x + c, line + c);
-        verticalLine(outputs + 4 - c, line + c, [&](size_t k) { return binomialColumns(rows, x + c + k); },
-                     [&](size_t k) {
-                         const size_t at = x + c + k;
+        verticalLine(outputs + 4, line, [&](size_t c) { return binomialColumns(rows, x + c); },
+                     [&](size_t c) {
+                         const size_t at = x + c;
                          return uint16_t(rows[0][at] + 4 * rows[1][at] + 6 * rows[2][at] + 4 * rows[3][at] + rows[4][at]);
                      });
         for (size_t i = 0; i < outputs; i += 8) {
@@ -372,19 +354,31 @@ void median3V(const uint8_t* const* rows, size_t n, uint8_t* dst)
 
 #undef SORT2
 
+// The sums of a kernel's positive taps and of its negative taps' magnitudes.
+struct TapSums {
+    int64_t positive = 0, negative = 0;
+};
+
+TapSums tapSums(const int32_t* taps, uint32_t count)
+{
+    TapSums sums;
+    for (uint32_t i = 0; i < count; ++i) (taps[i] > 0 ? sums.positive : sums.negative) += std::abs(int64_t(taps[i]));
+    return sums;
+}
+
+// The taps of a separable kernel as one kernel of their products: a product is positive when
+// both signs agree.
+TapSums productSums(const TapSums& a, const TapSums& b)
+{
+    return {a.positive * b.positive + a.negative * b.negative, a.positive * b.negative + a.negative * b.positive};
+}
+
 // Whether every partial sum of the taps over values in [lo, hi] stays within 32 bits once the
 // rounding bias is added: then the vector kernels may sum in 32-bit lanes.
-bool fitsIn32(const int32_t* taps, uint32_t count, const int32_t* other, uint32_t otherCount, int64_t lo, int64_t hi,
-              int64_t bias)
+bool fitsIn32(const TapSums& sums, int64_t lo, int64_t hi, int64_t bias)
 {
-    int64_t positive = 0, negative = 0;
-    for (uint32_t i = 0; i < count; ++i)
-        for (uint32_t j = 0; j < otherCount; ++j) {
-            const int64_t w = int64_t(taps[i]) * (other ? other[j] : 1);
-            (w > 0 ? positive : negative) += w > 0 ? w : -w;
-        }
-    const int64_t top = std::max(hi, int64_t(0)) * positive + std::max(-lo, int64_t(0)) * negative;
-    const int64_t bottom = std::min(lo, int64_t(0)) * positive - std::max(hi, int64_t(0)) * negative;
+    const int64_t top = std::max(hi, int64_t(0)) * sums.positive + std::max(-lo, int64_t(0)) * sums.negative;
+    const int64_t bottom = std::min(lo, int64_t(0)) * sums.positive - std::max(hi, int64_t(0)) * sums.negative;
     return top + bias <= INT32_MAX && bottom >= INT32_MIN;
 }
 
@@ -424,14 +418,9 @@ void separableV(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out* d
     const int64_t lo = std::is_same<In, uint8_t>::value ? 0 : INT16_MIN;
     const int64_t hi = std::is_same<In, uint8_t>::value ? 255 : INT16_MAX;
     const bool fast = taps.shift <= 31 && tapsAre16Bit(taps.kx, taps.kw) && tapsAre16Bit(taps.ky, taps.kh) &&
-                      fitsIn32(taps.ky, taps.kh, nullptr, 1, lo, hi, 0) &&
-                      fitsIn32(taps.kx, taps.kw, taps.ky, taps.kh, lo, hi, taps.bias);
-    if (!fast) {
-        if constexpr (std::is_same<In, uint8_t>::value)
-            return ilmvFilterRowsC().sepu8(rows, taps, n, dst, scratch);
-        else
-            return ilmvFilterRowsC().seps16(rows, taps, n, dst, scratch);
-    }
+                      fitsIn32(tapSums(taps.ky, taps.kh), lo, hi, 0) &&
+                      fitsIn32(productSums(tapSums(taps.kx, taps.kw), tapSums(taps.ky, taps.kh)), lo, hi, taps.bias);
+    if (!fast) return ilmvSeparableRowC(rows, taps, n, dst, scratch);
     int32_t* columns = reinterpret_cast<int32_t*>(scratch);
     const size_t length = n + taps.kw - 1;
     size_t x = 0;
@@ -463,9 +452,7 @@ void separableV(const In* const* rows, const ilmvSepTaps& taps, size_t n, Out* d
     for (; x < n; ++x) {
         int32_t sum = 0;
         for (uint32_t k = 0; k < taps.kw; ++k) sum += taps.kx[k] * columns[x + k];
-        const int64_t v = (int64_t(sum) + taps.bias) >> taps.shift;
-        dst[x] = static_cast<Out>(std::min<int64_t>(std::max<int64_t>(v, std::numeric_limits<Out>::min()),
-                                                    std::numeric_limits<Out>::max()));
+        dst[x] = ilmvSaturate<Out>((int64_t(sum) + taps.bias) >> taps.shift);
     }
 }
 
@@ -479,25 +466,6 @@ void separables16V(const int16_t* const* rows, const ilmvSepTaps& taps, size_t n
     separableV(rows, taps, n, dst, scratch);
 }
 
-// The reference kernel of the same types.
-void correlationC(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
-                  uint32_t shift, size_t n, uint8_t* dst)
-{
-    ilmvFilterRowsC().corru8(rows, taps, kw, kh, bias, shift, n, dst);
-}
-
-void correlationC(const uint8_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
-                  uint32_t shift, size_t n, int16_t* dst)
-{
-    ilmvFilterRowsC().corru8s16(rows, taps, kw, kh, bias, shift, n, dst);
-}
-
-void correlationC(const int16_t* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
-                  uint32_t shift, size_t n, int16_t* dst)
-{
-    ilmvFilterRowsC().corrs16(rows, taps, kw, kh, bias, shift, n, dst);
-}
-
 // kw x kh integer taps, 8 outputs at a time in 32-bit lanes.
 template <class In, class Out>
 void correlationV(const In* const* rows, const int32_t* taps, uint32_t kw, uint32_t kh, int64_t bias,
@@ -506,8 +474,8 @@ void correlationV(const In* const* rows, const int32_t* taps, uint32_t kw, uint3
     const uint32_t count = kw * kh;
     const int64_t lo = std::is_same<In, uint8_t>::value ? 0 : INT16_MIN;
     const int64_t hi = std::is_same<In, uint8_t>::value ? 255 : INT16_MAX;
-    if (shift > 31 || !tapsAre16Bit(taps, count) || !fitsIn32(taps, count, nullptr, 1, lo, hi, bias))
-        return correlationC(rows, taps, kw, kh, bias, shift, n, dst);
+    if (shift > 31 || !tapsAre16Bit(taps, count) || !fitsIn32(tapSums(taps, count), lo, hi, bias))
+        return ilmvCorrelationRowC(rows, taps, kw, kh, bias, shift, n, dst);
     const int32x4_t biasV = vdupq_n_s32(int32_t(bias)), shiftV = vdupq_n_s32(-int32_t(shift));
     size_t x = 0;
     for (; x + 8 <= n; x += 8) {
@@ -524,7 +492,7 @@ void correlationV(const In* const* rows, const int32_t* taps, uint32_t kw, uint3
     if (x < n) {
         std::vector<const In*> rest(kh);
         for (uint32_t j = 0; j < kh; ++j) rest[j] = rows[j] + x;
-        correlationC(rest.data(), taps, kw, kh, bias, shift, n - x, dst + x);
+        ilmvCorrelationRowC(rest.data(), taps, kw, kh, bias, shift, n - x, dst + x);
     }
 }
 

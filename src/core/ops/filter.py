@@ -90,10 +90,6 @@ def no_stride(name, rule, extras=(), extra_args=()):
                  rule, ["src", "width", "height", "width", *extra_args, "dst", "width"])
 
 
-def strided(name, params, rule, args):
-    return Entry(name, params, rule, args)
-
-
 # Gaussians.
 filt(215, "lmvFilterGaussian5x5u8",
      plain(U8, U8, Scalar("blurBorder", "int32_t", ["0", "1", "2"], "1 filters the border pixels too")),
@@ -151,7 +147,7 @@ for slot, word, what, dilate in ((209, "Dilate", "Maximum", "true"), (210, "Erod
          entry=False, rule=std_rule(U8, U8), remote=remote_for(U8, U8, 8), gpu=GPU_ROW,
          gpu_engine=f"lmvGpuFilter{word}3x3u8",
          entries=[no_stride(name, "src && dst && width && height"),
-                  strided(f"{name}_v2", plain(U8, U8), std_rule(U8, U8),
+                  Entry(f"{name}_v2", plain(U8, U8), std_rule(U8, U8),
                           ["src", "srcWidth", "srcHeight", "srcStride", "dst", "dstStride"])])
     filt(slot + 198, f"lmvFilter{word}NxNu8",
          [src_of(U8), *sizes(), Scalar("N", "uint32_t", ["1", "3", "5", "7", "9", "15"], "window size, odd, at most 255"),
@@ -173,7 +169,7 @@ filt(216, "lmvFilterMedian3x3u8", plain(U8, U8),
      remote=Remote("(uint64_t)srcWidth * srcHeight", 8, ["src", "srcWidth", "dst"], "srcHeight >= 4"),
      gpu=Gpu(16, ["dst", "src"], "srcWidth % 8 == 0"), gpu_engine="lmvGpuFilterMedian3x3u8",
      entries=[no_stride("lmvFilterMedian3x3u8", "src && dst && width && height"),
-              strided("lmvFilterMedian3x3u8_v2", plain(U8, U8), std_rule(U8, U8),
+              Entry("lmvFilterMedian3x3u8_v2", plain(U8, U8), std_rule(U8, U8),
                       ["src", "srcWidth", "srcHeight", "srcStride", "dst", "dstStride"])])
 filt(475, "lmvFilterMedian3x3u8_v3", plain(U8, U8, *BORDER), "3x3 median with border modes." + BORDER_DOC,
      "ilmvMedian3x3(" + ROWS + ", src, srcWidth, srcHeight, srcStride, dst, dstStride, false, borderType, "
@@ -258,20 +254,15 @@ filt(403, "lmvFilterCorrNxNu8f32",
      "numbers; ARM's vector unit flushes denormal intermediates, so taps should be normal." + INTERIOR_DOC,
      "ilmvCorrelateu8f32(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, dst, dstStride)",
      rule=std_rule(U8, F32, "kernel && (N & 1) && (N < 256)"), remote=remote_for(U8, F32, 8))
-filt(404, "lmvFilterCorrNxNu8s16",
-     [src_of(U8), *sizes(), taps("kernel", "int16_t", "N * N", "the N x N taps, row by row"), NXN, SHIFT,
-      dst_of(S16), Stride("dstStride")],
-     "N x N correlation of u8 data with s16 taps, exact sums, rounding right shift, s16 saturation." + INTERIOR_DOC,
-     "ilmvCorrelateu8<int16_t, int16_t>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, N, shift, "
-     "false, false, dst, dstStride, LUMIVA_BORDER_UNDEFINED, 0)",
-     rule=std_rule(U8, S16, "kernel && (N & 1) && (N < 256) && (shift < 63)"), remote=remote_for(U8, S16, 8))
-filt(405, "lmvFilterCorrNxNu8",
-     [src_of(U8), *sizes(), taps("kernel", "int8_t", "N * N", "the N x N taps, row by row"), NXN, SHIFT,
-      dst_of(U8), Stride("dstStride")],
-     "N x N correlation of u8 data with s8 taps, exact sums, rounding right shift, u8 saturation." + INTERIOR_DOC,
-     "ilmvCorrelateu8<int8_t, uint8_t>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, N, shift, "
-     "false, false, dst, dstStride, LUMIVA_BORDER_UNDEFINED, 0)",
-     rule=std_rule(U8, U8, "kernel && (N & 1) && (N < 256) && (shift < 63)"), remote=remote_for(U8, U8, 8))
+for slot, tap, out in ((404, S16, S16), (405, S8, U8)):
+    filt(slot, "lmvFilterCorrNxNu8" + ("s16" if out == S16 else ""),
+         [src_of(U8), *sizes(), taps("kernel", tap.ctype, "N * N", "the N x N taps, row by row"), NXN, SHIFT,
+          dst_of(out), Stride("dstStride")],
+         f"N x N correlation of u8 data with {tap.suffix} taps, exact sums, rounding right shift, {out.suffix} "
+         "saturation." + INTERIOR_DOC,
+         f"ilmvCorrelateu8<{tap.ctype}, {out.ctype}>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, N, N, "
+         "shift, false, false, dst, dstStride, LUMIVA_BORDER_UNDEFINED, 0)",
+         rule=std_rule(U8, out, "kernel && (N & 1) && (N < 256) && (shift < 63)"), remote=remote_for(U8, out, 8))
 for slot, out, word in ((468, S16, "s16"), (469, U8, "u8")):
     filt(slot, "lmvFilterConvolveMxNu8" + ("s16" if out == S16 else ""),
          [src_of(U8), *sizes(), taps("kernel", "int16_t", "M * N", "the M x N taps, row by row"),
