@@ -120,6 +120,37 @@ LMV_EXPORT int lmvGpuImageDiffs16(const int16_t* src1, const int16_t* src2, uint
 LMV_EXPORT int lmvGpuScaleDownBy2Gaussian5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
                                                uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 
+/** lmvFilterThresholdu8_v2 on the GPU: dst = 255 where src > threshold, else 0; dst may equal
+ *  src. Kernel "Threshold_16" when the width is a multiple of 16 (16 x 8 pixels an item),
+ *  "Threshold_2" otherwise (2 x 2); sizes and strides must fit 16 bits; a negative threshold
+ *  is 397. */
+LMV_EXPORT int lmvGpuFilterThresholdu8(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+                                       uint8_t* dst, uint32_t dstStride, int32_t threshold);
+/** lmvFilterSobel3x3u8 on the GPU. */
+LMV_EXPORT int lmvGpuFilterSobel3x3u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                      uint8_t* dst, uint32_t dstStride);
+/** lmvImageGradientInterleavedf32 on the GPU (dstStride a multiple of 4). */
+LMV_EXPORT int lmvGpuImageGradientInterleavedf32(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                                 uint32_t srcStride, float32_t* gradients, uint32_t dstStride);
+/** lmvFilterCanny3x3u8_v2 on the GPU (no dispatching slot: call it directly). Sizes up to 65535;
+ *  dst must differ from src. */
+LMV_EXPORT int lmvGpuFilterCanny3x3u8(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+                                      uint8_t* dst, uint32_t dstStride, uint8_t lowThresh, uint8_t highThresh);
+/** lmvFilterCanny3x3u8_v3 on the GPU, the gradients left in gx and gy (shared blocks too). */
+LMV_EXPORT int lmvGpuFilterCanny3x3u8V2(const uint8_t* src, uint32_t width, uint32_t height, uint32_t srcStride,
+                                        uint8_t* dst, uint32_t dstStride, uint8_t lowThresh, uint8_t highThresh,
+                                        int16_t* gx, int16_t* gy, uint32_t gradStride);
+/** lmvHoughLineu8 with the votes counted on the GPU (no dispatching slot: call it directly);
+ *  only src needs to be a shared block. */
+LMV_EXPORT int lmvGpuHoughLineu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                 float32_t rhoStep, float32_t thetaStep, uint32_t threshold, float32_t* lines,
+                                 uint32_t maxLines, uint32_t* numLines);
+/** lmvHoughCircleu8 with the centre votes counted on the GPU; only src needs to be a shared block. */
+LMV_EXPORT int lmvGpuHoughCircleu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                   float32_t dp, float32_t minDist, uint32_t cannyThresh, uint32_t accThresh,
+                                   uint32_t minRadius, uint32_t maxRadius, float32_t* circles, uint32_t maxCircles,
+                                   uint32_t* numCircles);
+
 #ifdef __cplusplus
 }
 #endif

@@ -39,6 +39,14 @@ enum {
     LUMIVA_BORDER_REPLICATE = 2   /**< pixels outside the image repeat the nearest edge pixel */
 };
 
+/** How a gradient's two components combine into one strength. An integer, so that any
+ *  value can be passed: values other than the two below are refused (status 3). */
+typedef int32_t LMV_NORM_TYPE;
+enum {
+    LUMIVA_NORM_L1 = 0,  /**< |dx| + |dy| */
+    LUMIVA_NORM_L2 = 1   /**< sqrt(dx^2 + dy^2), compared squared */
+};
+
 /** One level of a first-generation pyramid: rows packed, no stride. */
 typedef struct {
     void* ptr;

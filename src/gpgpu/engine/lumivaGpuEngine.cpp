@@ -14,10 +14,11 @@ struct Blocks {
     int count;
 };
 
-int failure(const ILMV_GPU_ENGINE& e, cl_int code, const char* format, int number, int line)
+int failure(const ILMV_GPU_ENGINE& e, cl_int code, const char* format, int number, int line,
+            const char* what = nullptr)
 {
     char message[160];
-    std::snprintf(message, sizeof message, format, e.what, number);
+    std::snprintf(message, sizeof message, format, what ? what : e.what, number);
     return vskGpuError(code, e.what, message, e.path, line);
 }
 
@@ -68,12 +69,16 @@ int setAndRun(const ILMV_CL& cl, const ILMV_GPU_CALL& call, const Blocks& blocks
     const ILMV_GPU_ENGINE& e = *call.engine;
     for (int a = 0; a < call.argCount; ++a) {
         const ILMV_GPU_ARG& arg = call.args[a];
+        const uint16_t half = static_cast<uint16_t>(arg.value);
+        const uint8_t byte = static_cast<uint8_t>(arg.value);
+        const void* value = arg.bytes == 2 ? static_cast<const void*>(&half)
+                            : arg.bytes == 1 ? static_cast<const void*>(&byte) : static_cast<const void*>(&arg.value);
         const cl_int code = arg.image >= 0
                                 ? cl.clSetKernelArg(kernel, a, sizeof(cl_mem), &blocks.entry[blocks.index[arg.image]].buffer)
-                                : cl.clSetKernelArg(kernel, a, sizeof(uint32_t), &arg.value);
+                                : cl.clSetKernelArg(kernel, a, arg.bytes, value);
         if (code == CL_SUCCESS) continue;
         if (a == 0) return ILMV_GPU_BAD_ARGUMENT;
-        return failure(e, code, "Failed to setup %s kernel argments %d.", a, __LINE__);
+        return failure(e, code, "Failed to setup %s kernel argments %d.", e.argNumbers ? e.argNumbers[a] : a, __LINE__);
     }
     for (int b = 0; b < blocks.count; ++b) apr_pmem_cache_ops_start(&blocks.entry[b].ion);
     cl_int code = cl.clEnqueueNDRangeKernel(queue, kernel, 2, nullptr, call.global, nullptr, 0, nullptr, event);
@@ -102,7 +107,8 @@ int ilmvGpuRun(const ILMV_GPU_CALL& call)
         if (code == CL_SUCCESS)
             ++unmapped;
         else
-            result = failure(*call.engine, code, "Failed to unmap %s mem obj.", 0, __LINE__);
+            result = failure(*call.engine, code, "Failed to unmap %s mem obj.", 0,
+                             call.engine->unmapLine ? call.engine->unmapLine : __LINE__, call.engine->unmapWhat);
     }
     cl_event event = nullptr;
     if (result == 0) result = setAndRun(cl, call, blocks, kernel, s->queue, &event);
@@ -112,4 +118,26 @@ int ilmvGpuRun(const ILMV_GPU_CALL& call)
     cl.clReleaseKernel(kernel);
     if (result == 0) ++ilmvGpuStats().engineRuns;
     return result;
+}
+
+int ilmvGpuRunFilter(const ILMV_GPU_ENGINE& engine, int kernel, const void* src, uint32_t width, uint32_t height,
+                     uint32_t srcStride, uint32_t srcElem, void* dst, uint32_t dstStride, uint32_t dstElem,
+                     std::initializer_list<ILMV_GPU_ARG> extra, const size_t* items)
+{
+    const uint64_t srcRow = uint64_t(width) * srcElem, dstRow = uint64_t(width) * dstElem;
+    srcStride = ilmvGpuStride(srcStride, srcRow);
+    dstStride = ilmvGpuStride(dstStride, dstRow);
+    const uint32_t dstUnit = dstElem % 4 ? dstElem : 4;  // pairs of words step in words
+    if (!ilmvGpuSizesFit(width, height) || src == dst || srcStride < srcRow || dstStride < dstRow ||
+        srcStride % srcElem || dstStride % dstUnit || extra.size() > ILMV_GPU_MAX_ARGS - 6)
+        return ILMV_GPU_BAD_ARGUMENT;
+    ILMV_GPU_CALL call = {&engine, kernel,
+                          {{src, ilmvGpuSpan(height, srcStride, srcRow)}, {dst, ilmvGpuSpan(height, dstStride, dstRow)}},
+                          2,
+                          {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuValue(width), ilmvGpuValue(height),
+                           ilmvGpuValue(srcStride), ilmvGpuValue(dstStride)},
+                          6,
+                          {items ? items[0] : width, items ? items[1] : height}};
+    for (const ILMV_GPU_ARG& arg : extra) call.args[call.argCount++] = arg;
+    return ilmvGpuRun(call);
 }

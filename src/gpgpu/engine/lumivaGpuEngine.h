@@ -10,6 +10,7 @@
 #include "lumivaGpuKernelIndex.h"
 
 #include <cstdint>
+#include <initializer_list>
 
 // Messages of one engine: its source path and the word its texts name it by
 // ("Failed to unmap <what> mem obj.", "Failed to setup <what> kernel argments N.",
@@ -17,30 +18,47 @@
 struct ILMV_GPU_ENGINE {
     const char* path;
     const char* what;
+    // Engines whose texts differ from that pattern: the word of the unmap text (null: `what`),
+    // the line it reports (0: the frame's own) and the number each argument's text gives
+    // (null: its index).
+    const char* unmapWhat = nullptr;
+    int unmapLine = 0;
+    const int* argNumbers = nullptr;
 };
 
-constexpr int ILMV_GPU_MAX_IMAGES = 3;
+constexpr int ILMV_GPU_MAX_IMAGES = 4;
 constexpr int ILMV_GPU_MAX_ARGS = 16;
 
 // One kernel argument: an image (by its place in the call's image list) or a 32-bit value.
 struct ILMV_GPU_ARG {
     int image;  // -1 for a value
     uint32_t value;
+    uint32_t bytes;  // a value's width: 4, or 2 and 1 for kernels that take 16- and 8-bit values
 };
 
 inline ILMV_GPU_ARG ilmvGpuImageArg(int image)
 {
-    return {image, 0};
+    return {image, 0, 0};
 }
 
 inline ILMV_GPU_ARG ilmvGpuValue(uint32_t value)
 {
-    return {-1, value};
+    return {-1, value, 4};
 }
 
 inline ILMV_GPU_ARG ilmvGpuValue(int32_t value)
 {
-    return {-1, static_cast<uint32_t>(value)};
+    return {-1, static_cast<uint32_t>(value), 4};
+}
+
+inline ILMV_GPU_ARG ilmvGpuValue16(uint32_t value)
+{
+    return {-1, value, 2};
+}
+
+inline ILMV_GPU_ARG ilmvGpuValue8(uint32_t value)
+{
+    return {-1, value, 1};
 }
 
 struct ILMV_GPU_IMAGE {
@@ -57,6 +75,13 @@ struct ILMV_GPU_CALL {
     int argCount;
     size_t global[2];  // work items in x and y; the driver chooses the group size
 };
+
+// One kernel from a source image to a destination image of srcElem- and dstElem-byte
+// pixels: the two images, then width, height, both strides and the engine's own values; one
+// work item per pixel unless `items` says otherwise. The source may not be the destination.
+int ilmvGpuRunFilter(const ILMV_GPU_ENGINE& engine, int kernel, const void* src, uint32_t width, uint32_t height,
+                     uint32_t srcStride, uint32_t srcElem, void* dst, uint32_t dstStride, uint32_t dstElem,
+                     std::initializer_list<ILMV_GPU_ARG> extra = {}, const size_t* items = nullptr);
 
 // Runs the call: 0, 396 (an image not a registered block's start), 397 (no system, a span
 // beyond its block, an empty work size, or argument 0 refused) or an OpenCL code - 400.

@@ -17,27 +17,12 @@ const ILMV_GPU_ENGINE kMedian = {"src/gpgpu/engine/vskGpuFilterMedian", "median"
 const ILMV_GPU_ENGINE kCorrelation = {"src/gpgpu/engine/vskGpuFilterCorr", "correlation"};
 const ILMV_GPU_ENGINE kBilateral = {"src/gpgpu/engine/vskGpuBilateralFilter", "bilateral"};
 
-// One neighbourhood kernel over a source and a destination of `elem`-byte pixels: the
-// images, then width, height, both strides and the engine's own values.
+// One neighbourhood kernel over a source and a destination of `elem`-byte pixels.
 int runFilter(const ILMV_GPU_ENGINE& engine, int kernel, const void* src, uint32_t width, uint32_t height,
               uint32_t srcStride, void* dst, uint32_t dstStride, uint32_t elem,
               std::initializer_list<ILMV_GPU_ARG> extra = {})
 {
-    const uint64_t rowBytes = uint64_t(width) * elem;
-    srcStride = ilmvGpuStride(srcStride, rowBytes);
-    dstStride = ilmvGpuStride(dstStride, rowBytes);
-    if (!ilmvGpuSizesFit(width, height) || src == dst || srcStride < rowBytes || dstStride < rowBytes ||
-        srcStride % elem || dstStride % elem || extra.size() > ILMV_GPU_MAX_ARGS - 6)
-        return ILMV_GPU_BAD_ARGUMENT;
-    ILMV_GPU_CALL call = {&engine, kernel,
-                          {{src, ilmvGpuSpan(height, srcStride, rowBytes)}, {dst, ilmvGpuSpan(height, dstStride, rowBytes)}},
-                          2,
-                          {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuValue(width), ilmvGpuValue(height),
-                           ilmvGpuValue(srcStride), ilmvGpuValue(dstStride)},
-                          6,
-                          {width, height}};
-    for (const ILMV_GPU_ARG& arg : extra) call.args[call.argCount++] = arg;
-    return ilmvGpuRun(call);
+    return ilmvGpuRunFilter(engine, kernel, src, width, height, srcStride, elem, dst, dstStride, elem, extra);
 }
 
 // Taps packed into 32-bit words, `perWord` to a word, lowest first.
