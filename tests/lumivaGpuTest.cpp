@@ -5,6 +5,7 @@
 #include "gpgpu/engine/lumivaGpu.h"
 #include "gpgpu/engine/lumivaGpuEngine.h"
 #include "lumivaCaseHarness.h"
+#include "cpu/lumivaEdge.h"
 #include "cpu/lumivaFilter.h"
 #include "lumivaKernels.h"
 #include "lumivaTestSupport.h"
@@ -551,6 +552,58 @@ TEST_F(Gpu, FilterEnginesWithoutASlotGiveTheReferenceBytes)
     }
 }
 
+// A random image whose dark and bright blobs give Canny and Hough something to find.
+uint8_t* blobs(Blocks& b, uint32_t w, uint32_t h, uint32_t seed)
+{
+    uint8_t* p = b.make(size_t(w) * h, seed);
+    for (uint32_t y = 0; y < h; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+            const int dx = int(x) - int(w / 2), dy = int(y) - int(h / 2);
+            const bool inside = dx * dx + dy * dy < int(w * w / 9) || ((x / 11 + y / 7) % 4 == 0);
+            p[size_t(y) * w + x] = uint8_t((inside ? 190 : 50) + p[size_t(y) * w + x] % 23);
+        }
+    return p;
+}
+
+// The engines of the edge family without a slot of the GPU list: Canny's two, Hough lines,
+// and the Hough circles' G form, against the reference on the same blocks.
+TEST_F(Gpu, EdgeEnginesGiveTheReferenceResults)
+{
+    REQUIRE_GPU();
+    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{16, 16}, {37, 19}, {64, 48}}) {
+        SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
+        Blocks b;
+        const size_t pixels = size_t(w) * h;
+        const uint8_t* image = blobs(b, w, h, w + h);
+        std::vector<uint8_t> expected(pixels);
+        std::vector<int16_t> ex(pixels), ey(pixels);
+        lmvFilterCanny3x3u8_v3C(image, w, h, w, expected.data(), w, 40, 90, ex.data(), ey.data(), 2 * w);
+        uint8_t* got = b.make(pixels, 2);
+        ASSERT_EQ(0, lmvGpuFilterCanny3x3u8(image, w, h, 0, got, 0, 90, 40)) << "thresholds swapped";
+        EXPECT_EQ(0, std::memcmp(expected.data(), got, pixels));
+        int16_t* gx = reinterpret_cast<int16_t*>(b.make(pixels * 2 + 8, 3));
+        int16_t* gy = reinterpret_cast<int16_t*>(b.make(pixels * 2 + 8, 4));
+        std::memset(got, 0, pixels);
+        ASSERT_EQ(0, lmvGpuFilterCanny3x3u8V2(image, w, h, 0, got, 0, 40, 90, gx, gy, 2 * w + 4));
+        EXPECT_EQ(0, std::memcmp(expected.data(), got, pixels));
+        for (uint32_t y = 0; y < h; ++y) {
+            EXPECT_EQ(0, std::memcmp(&ex[y * w], gx + y * (w + 2), 2 * w));
+            EXPECT_EQ(0, std::memcmp(&ey[y * w], gy + y * (w + 2), 2 * w));
+        }
+        float32_t lines[2][40];
+        uint32_t counts[2];
+        lmvHoughLineu8C(expected.data(), w, h, w, 1.0f, 0.05f, 8, lines[0], 20, &counts[0]);
+        ASSERT_EQ(0, lmvGpuHoughLineu8(got, w, h, 0, 1.0f, 0.05f, 8, lines[1], 20, &counts[1]));
+        ASSERT_EQ(counts[0], counts[1]);
+        EXPECT_EQ(0, std::memcmp(lines[0], lines[1], counts[0] * 8));
+        float32_t circles[2][30];
+        lmvHoughCircleu8C(image, w, h, w, 1.5f, 4.0f, 90, 6, 3, w / 2, circles[0], 10, &counts[0]);
+        lmvHoughCircleu8G(image, w, h, w, 1.5f, 4.0f, 90, 6, 3, w / 2, circles[1], 10, &counts[1]);
+        ASSERT_EQ(counts[0], counts[1]);
+        EXPECT_EQ(0, std::memcmp(circles[0], circles[1], counts[0] * 12));
+    }
+}
+
 TEST_F(Gpu, InPlaceFormsWorkOnOneBlockAndNeighbourhoodFormsDecline)
 {
     REQUIRE_GPU();
@@ -855,6 +908,63 @@ TEST_F(Gpu, EveryEngineFailureIsReportedAndTheBlocksStayUsable)
         EXPECT_EQ(0, std::memcmp(expected.data(), grey, w * h));
         shim()("", 0, 0, 0);
     }
+}
+
+// The threshold engine: "Threshold_16" over 16 x 8 pixels an item for widths that are a
+// multiple of 16, "Threshold_2" over 2 x 2 otherwise, sizes as 16-bit and the threshold as
+// 8-bit arguments; in place on one block; refusals that write nothing.
+TEST_F(Gpu, TheThresholdEngineChoosesItsKernelAndWorkSize)
+{
+    if (!gpuExpected()) GTEST_SKIP() << "no GPU expected";
+    ilmvGpuSetLibraries(LUMIVA_TEST_CL_SHIM);
+    ASSERT_NE(nullptr, shim());
+    ASSERT_EQ(0, lmvGpuCreateSystem(1));
+    using LastRun = void (*)(size_t*, size_t*);
+    auto lastRun = reinterpret_cast<LastRun>(dlsym(shimLibrary(), "lumivaClShimLastRun"));
+    ASSERT_NE(nullptr, lastRun);
+    struct Case {
+        uint32_t w, h;
+        size_t items[2];
+    };
+    for (const Case& c : {Case{640, 24, {40, 3}}, Case{642, 24, {321, 12}}, Case{645, 13, {322, 6}},
+                          Case{32, 13, {2, 1}}}) {
+        SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h));
+        Blocks b;
+        const size_t pixels = size_t(c.w) * c.h;
+        uint8_t* src = b.make(pixels, c.w);
+        uint8_t* dst = b.make(pixels, 1);
+        std::vector<uint8_t> expected(pixels);
+        lmvFilterThresholdu8C(src, c.w, c.h, c.w, expected.data(), c.w, 100);
+        ASSERT_EQ(0, lmvGpuFilterThresholdu8(src, c.w, c.h, 0, dst, 0, 100));
+        EXPECT_EQ(0, std::memcmp(expected.data(), dst, pixels));
+        size_t global[2], bytes[32];
+        lastRun(global, bytes);
+        EXPECT_EQ(c.items[0], global[0]);
+        EXPECT_EQ(c.items[1], global[1]);
+        const size_t widths[9] = {sizeof(cl_mem), sizeof(cl_mem), 2, 2, 2, 2, 1, 2, 2};
+        for (int a = 0; a < 9; ++a) EXPECT_EQ(widths[a], bytes[a]) << a;
+        for (const char* f : {"clEnqueueUnmapMemObject", "clEnqueueMapBuffer"}) shimCalls(f);
+        ASSERT_EQ(0, lmvGpuFilterThresholdu8(src, c.w, c.h, 0, src, 0, 100));
+        EXPECT_EQ(0, std::memcmp(expected.data(), src, pixels));
+        EXPECT_EQ(1, shimCalls("clEnqueueUnmapMemObject"));
+        EXPECT_EQ(1, shimCalls("clEnqueueMapBuffer"));
+        std::vector<uint8_t> own(pixels, 7);
+        EXPECT_EQ(396, lmvGpuFilterThresholdu8(dst, c.w, c.h, 0, own.data(), 0, 100));
+        EXPECT_EQ(397, lmvGpuFilterThresholdu8(dst, c.w, c.h, 0, src, 0, -1));
+        EXPECT_EQ(std::vector<uint8_t>(pixels, 7), own);
+        EXPECT_EQ(0, std::memcmp(expected.data(), src, pixels));
+    }
+    LogCapture log;
+    Blocks b;
+    uint8_t* img = b.make(64 * 8, 9);
+    shim()("clEnqueueUnmapMemObject", 1, 1, CL_OUT_OF_RESOURCES);
+    EXPECT_EQ(CL_OUT_OF_RESOURCES - 400, lmvGpuFilterThresholdu8(img, 64, 8, 0, img, 0, 9));
+    shim()("clSetKernelArg", 8, 1, CL_INVALID_ARG_INDEX);
+    EXPECT_EQ(CL_INVALID_ARG_INDEX - 400, lmvGpuFilterThresholdu8(img, 64, 8, 0, img, 0, 9));
+    shim()("", 0, 0, 0);
+    EXPECT_TRUE(logged(log, "Failed to unmap filter threshold mem obj."));
+    EXPECT_TRUE(logged(log, "Failed to setup threshold kernel argments 4."));
+    EXPECT_TRUE(logged(log, "src/gpgpu/engine/vskGpuThreshold"));
 }
 
 }  // namespace

@@ -47,9 +47,32 @@ bool failNow(const char* name)
     return true;
 }
 
+// What the last kernel run was given: its work size and each argument's width.
+size_t gLastGlobal[2];
+size_t gArgBytes[32];
+
+template <class... A>
+void record(const char* name, A... args)
+{
+    std::lock_guard<std::mutex> lock(gLock);
+    auto all = std::forward_as_tuple(args...);
+    using Run = std::tuple<cl_command_queue, cl_kernel, cl_uint, const size_t*, const size_t*, const size_t*, cl_uint,
+                           const cl_event*, cl_event*>;
+    using SetArg = std::tuple<cl_kernel, cl_uint, size_t, const void*>;
+    if constexpr (std::is_same_v<std::tuple<A...>, Run>) {
+        const size_t* global = std::get<4>(all);
+        gLastGlobal[0] = global[0];
+        gLastGlobal[1] = std::get<2>(all) > 1 ? global[1] : 1;
+    } else if constexpr (std::is_same_v<std::tuple<A...>, SetArg>) {
+        if (std::get<1>(all) < 32) gArgBytes[std::get<1>(all)] = std::get<2>(all);
+    }
+    (void)name;
+}
+
 template <class R, class... A>
 R forward(const char* name, R (*function)(A...), A... args)
 {
+    record(name, args...);
     if (failNow(name)) {
         if constexpr (std::is_same_v<R, cl_int>) {
             return gCode;
@@ -160,4 +183,13 @@ extern "C" __attribute__((visibility("default"))) int lumivaClShimCalls(const ch
     const int calls = gCalls[function];
     gCalls[function] = 0;
     return calls;
+}
+
+// The work size of the last kernel run and the width of one of its arguments.
+extern "C" __attribute__((visibility("default"))) void lumivaClShimLastRun(size_t* global, size_t* argBytes)
+{
+    std::lock_guard<std::mutex> lock(gLock);
+    global[0] = gLastGlobal[0];
+    global[1] = gLastGlobal[1];
+    std::memcpy(argBytes, gArgBytes, sizeof gArgBytes);
 }
