@@ -6,6 +6,7 @@
 #include "lumiva/lumivaMemory.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <vector>
 
@@ -93,6 +94,29 @@ struct Gradients {
     uint32_t stride = 0;
 };
 
+// The 7x7 Sobel divided by 16, rounding half to even, so that its sums fit 16 bits.
+void sobel7Sixteenths(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, int16_t* gx, int16_t* gy,
+                      uint32_t gradStride)
+{
+    static const int32_t smooth[7] = {1, 6, 15, 20, 15, 6, 1}, derive[7] = {-1, -4, -5, 0, 5, 4, 1};
+    auto sixteenths = [](int32_t s) { return static_cast<int16_t>((s + 8 - ((s & 31) == 8)) >> 4); };
+    ilmvFilterFrame(src, w, h, srcStride, 7, 7, ilmvEdge::kReplicate, uint8_t(0),
+                    [&](const uint8_t* const* rows, size_t n, uint32_t y, uint32_t x0) {
+                        int16_t *dx = ilmvRowAt(gx, gradStride, y) + x0, *dy = ilmvRowAt(gy, gradStride, y) + x0;
+                        for (size_t x = 0; x < n; ++x) {
+                            int32_t sx = 0, sy = 0;
+                            for (int j = 0; j < 7; ++j)
+                                for (int i = 0; i < 7; ++i) {
+                                    const int32_t p = rows[j][x + i];
+                                    sx += smooth[j] * derive[i] * p;
+                                    sy += derive[j] * smooth[i] * p;
+                                }
+                            dx[x] = sixteenths(sx);
+                            dy[x] = sixteenths(sy);
+                        }
+                    });
+}
+
 // The Sobel of kernelSize with the edge pixels repeated, into the caller's planes or our own.
 LMV_STATUS sobelGradients(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                           uint32_t k, int16_t* gx, int16_t* gy, uint32_t gradStride, Gradients* g)
@@ -106,6 +130,10 @@ LMV_STATUS sobelGradients(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t
     g->gx = gx;
     g->gy = gy;
     g->stride = gradStride;
+    if (k == 7) {
+        sobel7Sixteenths(src, w, h, srcStride, gx, gy, gradStride);
+        return LUMIVA_SUCCESS;
+    }
     return ilmvSobel(rows, k, src, w, h, srcStride, gx, gy, gradStride, LUMIVA_BORDER_REPLICATE, 0);
 }
 
@@ -118,15 +146,18 @@ LMV_STATUS ilmvCanny(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, u
     if ((kernelSize != 3 && kernelSize != 5 && kernelSize != 7) || (norm != LUMIVA_NORM_L1 && norm != LUMIVA_NORM_L2))
         return LUMIVA_BAD_PARAMS;
     if (low > high) std::swap(low, high);
-    int64_t lo = low, hi = high;
     const bool l2 = norm == LUMIVA_NORM_L2;
-    if (l2) {
-        // Squared magnitudes meet squared thresholds, each at most 32767 first.
-        lo = std::min<int64_t>(lo, 32767);
-        hi = std::min<int64_t>(hi, 32767);
-        if (lo > 0) lo *= lo;
-        if (hi > 0) hi *= hi;
-    }
+    // The thresholds on the scale of the magnitudes: divided by 16 with the 7x7 derivatives,
+    // squared (after a cap at 32767) for L2, then floored.
+    auto scaled = [&](int32_t t) {
+        double v = double(t) / (kernelSize == 7 ? 16 : 1);
+        if (l2) {
+            v = std::min(v, 32767.0);
+            if (v > 0) v *= v;
+        }
+        return int64_t(std::floor(v));
+    };
+    const int64_t lo = scaled(low), hi = scaled(high);
     Gradients g;
     sobelGradients(rows, src, w, h, srcStride, kernelSize, gx, gy, gradStride, &g);
     const size_t padded = size_t(w) + 2;

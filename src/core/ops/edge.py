@@ -311,9 +311,10 @@ edge_op(431, "lmvFilterCannyu8",
          Scalar("highThresh", "int32_t", ["40", "300", "2000"], "threshold for starting edges"),
          Scalar("kernelSize", "uint32_t", ["3", "5", "7"], "Sobel aperture: 3, 5 or 7"),
          Scalar("norm", "LMV_NORM_TYPE", ["0", "1"], "LUMIVA_NORM_L1 or LUMIVA_NORM_L2")],
-        CANNY_DOC.format(norm="chosen") + " The Sobel of kernelSize saturates to s16 as lmvFilterSobel7x7u8s16 does; "
-        "LUMIVA_NORM_L2 compares dx^2 + dy^2 with the squared thresholds (a threshold above 32767 counts as "
-        "32767), so it is exact in integers. Status 3 for another kernel size or norm.",
+        CANNY_DOC.format(norm="chosen") + " With kernelSize 7 the derivatives are divided by 16 (rounded half to "
+        "even) so that they fit 16 bits, and the thresholds by 16 too. LUMIVA_NORM_L2 compares dx^2 + dy^2 with the "
+        "squared thresholds (a threshold above 32767 counts as 32767), exactly in integers. Thresholds are floored "
+        "after the division. Status 3 for another kernel size or norm.",
         "ilmvCanny(" + ROWS + ", src, srcWidth, srcHeight, srcStride, dst, dstStride, lowThresh, highThresh, "
         "kernelSize, norm, nullptr, nullptr, 0)", ret=STATUS, remote=remote_for(U8, U8_OUT))
 edge_op(264, "lmvImageDetectEdgePixelsu8",
