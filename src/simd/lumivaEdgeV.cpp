@@ -6,16 +6,29 @@
 
 namespace {
 
+using namespace ilmv;
+
 const ilmvEdgeRows& ref()
 {
     return ilmvEdgeRowsC();
+}
+
+// src > t exactly where the saturating difference src - t is not zero.
+inline uint8x16_t above(uint8x16_t v, uint8x16_t t)
+{
+    return vtstq_u8(vqsubq_u8(v, t), vqsubq_u8(v, t));
 }
 
 void thresholdV(const uint8_t* src, size_t n, uint8_t threshold, uint8_t hit, uint8_t miss, uint8_t* dst)
 {
     const uint8x16_t t = vdupq_n_u8(threshold), yes = vdupq_n_u8(hit), no = vdupq_n_u8(miss);
     size_t x = 0;
-    for (; x + 16 <= n; x += 16) vst1q_u8(dst + x, vbslq_u8(vcgtq_u8(vld1q_u8(src + x), t), yes, no));
+    for (; x + 32 <= n; x += 32) {
+        const uint8x16_t a = above(vld1q_u8(src + x), t), b = above(vld1q_u8(src + x + 16), t);
+        vst1q_u8(dst + x, vbslq_u8(a, yes, no));
+        vst1q_u8(dst + x + 16, vbslq_u8(b, yes, no));
+    }
+    for (; x + 16 <= n; x += 16) vst1q_u8(dst + x, vbslq_u8(above(vld1q_u8(src + x), t), yes, no));
     ref().thresholdu8(src + x, n - x, threshold, hit, miss, dst + x);
 }
 
@@ -80,30 +93,50 @@ void adaptiveV(const uint8_t* src, const uint8_t* mean, size_t n, int32_t C, boo
     ref().adaptiveu8(src + x, mean + x, n - x, C, inverse, hit, dst + x);
 }
 
-inline int16x8_t widen(const uint8_t* p)
+// side * (p + r) + centre * q: Sobel's 1-2-1 by adds, Scharr's 3-10-3 by multiplies, the
+// central difference q alone.
+inline int16x8_t smooth(ilmvGradientKind kind, int16x8_t p, int16x8_t q, int16x8_t r)
 {
-    return vreinterpretq_s16_u16(vmovl_u8(vld1_u8(p)));
+    switch (kind) {
+    case ilmvGradientKind::kSobel: return vaddq_s16(vaddq_s16(p, r), vshlq_n_s16(q, 1));
+    case ilmvGradientKind::kScharr: return vmlaq_n_s16(vmulq_n_s16(vaddq_s16(p, r), 3), q, 10);
+    default: return q;
+    }
 }
 
-// side * (a + c) + centre * b, the smoothing across the derivative.
-inline int16x8_t smooth(int16x8_t a, int16x8_t b, int16x8_t c, int16_t side, int16_t centre)
+inline int16x8_t diff(uint16x8_t b, uint16x8_t a)
 {
-    return vmlaq_n_s16(vmulq_n_s16(vaddq_s16(a, c), side), b, centre);
+    return vreinterpretq_s16_u16(vsubq_u16(b, a));
+}
+
+// The window rows a, b, c loaded at x, x + 1 and x + 2, split into even and odd columns: the
+// even lanes give outputs x, x + 2, ..., the odd lanes x + 1, x + 3, ... (in 16-bit lanes
+// without widening the 64-bit halves).
+struct Window {
+    Split a0, a1, a2, b0, b2, c0, c1, c2;
+};
+
+template <class Pick>
+inline void gradientLanes(ilmvGradientKind kind, const Window& w, Pick lane, int16x8_t* dx, int16x8_t* dy)
+{
+    *dx = smooth(kind, diff(lane(w.a2), lane(w.a0)), diff(lane(w.b2), lane(w.b0)), diff(lane(w.c2), lane(w.c0)));
+    *dy = smooth(kind, diff(lane(w.c0), lane(w.a0)), diff(lane(w.c1), lane(w.a1)), diff(lane(w.c2), lane(w.a2)));
 }
 
 void gradientV(ilmvGradientKind kind, const uint8_t* const* rows, size_t n, int16_t* dx, int16_t* dy)
 {
-    const int16_t side = kind == ilmvGradientKind::kCentral ? 0 : kind == ilmvGradientKind::kSobel ? 1 : 3;
-    const int16_t centre = kind == ilmvGradientKind::kCentral ? 1 : kind == ilmvGradientKind::kSobel ? 2 : 10;
     const uint8_t *a = rows[0], *b = rows[1], *c = rows[2];
     size_t x = 0;
-    for (; x + 8 <= n; x += 8) {
-        const int16x8_t da = vsubq_s16(widen(a + x + 2), widen(a + x)), db = vsubq_s16(widen(b + x + 2), widen(b + x)),
-                        dc = vsubq_s16(widen(c + x + 2), widen(c + x));
-        const int16x8_t d0 = vsubq_s16(widen(c + x), widen(a + x)), d1 = vsubq_s16(widen(c + x + 1), widen(a + x + 1)),
-                        d2 = vsubq_s16(widen(c + x + 2), widen(a + x + 2));
-        vst1q_s16(dx + x, smooth(da, db, dc, side, centre));
-        vst1q_s16(dy + x, smooth(d0, d1, d2, side, centre));
+    for (; x + 16 <= n; x += 16) {
+        const Window w = {splitBytes(vld1q_u8(a + x)),     splitBytes(vld1q_u8(a + x + 1)),
+                          splitBytes(vld1q_u8(a + x + 2)), splitBytes(vld1q_u8(b + x)),
+                          splitBytes(vld1q_u8(b + x + 2)), splitBytes(vld1q_u8(c + x)),
+                          splitBytes(vld1q_u8(c + x + 1)), splitBytes(vld1q_u8(c + x + 2))};
+        int16x8x2_t gx, gy;
+        gradientLanes(kind, w, [](const Split& s) { return s.even; }, &gx.val[0], &gy.val[0]);
+        gradientLanes(kind, w, [](const Split& s) { return s.odd; }, &gx.val[1], &gy.val[1]);
+        vst2q_s16(dx + x, gx);
+        vst2q_s16(dy + x, gy);
     }
     const uint8_t* const rest[3] = {a + x, b + x, c + x};
     ref().gradientu8(kind, rest, n - x, dx + x, dy + x);
@@ -131,12 +164,14 @@ void sobelf32V(const float32_t* const* rows, size_t n, float32_t* dx, float32_t*
 void strengthV(const uint8_t* const* rows, size_t n, uint8_t* dst)
 {
     size_t x = 0;
-    int16_t gx[8], gy[8];
-    for (; x + 8 <= n; x += 8) {
+    int16_t gx[16], gy[16];
+    for (; x + 16 <= n; x += 16) {
         const uint8_t* const at[3] = {rows[0] + x, rows[1] + x, rows[2] + x};
-        gradientV(ilmvGradientKind::kSobel, at, 8, gx, gy);
-        const int16x8_t sum = vaddq_s16(vabsq_s16(vld1q_s16(gx)), vabsq_s16(vld1q_s16(gy)));  // at most 2040
-        vst1_u8(dst + x, vqmovun_s16(vshrq_n_s16(sum, 3)));
+        gradientV(ilmvGradientKind::kSobel, at, 16, gx, gy);
+        for (int half = 0; half < 16; half += 8) {
+            const int16x8_t sum = vaddq_s16(vabsq_s16(vld1q_s16(gx + half)), vabsq_s16(vld1q_s16(gy + half)));  // <= 2040
+            vst1_u8(dst + x + half, vqmovun_s16(vshrq_n_s16(sum, 3)));
+        }
     }
     const uint8_t* const rest[3] = {rows[0] + x, rows[1] + x, rows[2] + x};
     ref().strengthu8(rest, n - x, dst + x);
@@ -181,37 +216,44 @@ void tos8V(const int16_t* src, size_t n, int8_t* dst)
     ref().tos8(src + x, n - x, dst + x);
 }
 
-// round(sqrt(q)) of four squared lengths below 2^31: a float estimate, trued up and down by
-// one in integers, then rounded as the reference rounds.
-uint32x4_t roundedRoot(uint32x4_t q)
+// round(sqrt(n)) of four squared lengths n = p + q (each square below 2^30 + 1): a float
+// estimate rounded to the nearest whole number, then trued in integers. The estimate is within
+// a hundredth of the root, so one step either way reaches r with r^2 - r < n <= r^2 + r.
+uint32x4_t roundedRoot(int32x4_t p, int32x4_t q)
 {
-    const float32x4_t f = vcvtq_f32_u32(q);
+    const uint32x4_t n = vreinterpretq_u32_s32(vaddq_s32(p, q));  // 2^31 at most: exact unsigned
+    const float32x4_t f = vaddq_f32(vcvtq_f32_s32(p), vcvtq_f32_s32(q));
     float32x4_t e = vrsqrteq_f32(vmaxq_f32(f, vdupq_n_f32(1.0f)));
     e = vmulq_f32(e, vrsqrtsq_f32(vmulq_f32(f, e), e));
     e = vmulq_f32(e, vrsqrtsq_f32(vmulq_f32(f, e), e));
-    uint32x4_t r = vcvtq_u32_f32(vmulq_f32(f, e));
-    const uint32x4_t one = vdupq_n_u32(1);
-    for (int i = 0; i < 2; ++i) {
-        const uint32x4_t up = vaddq_u32(r, one);
-        r = vaddq_u32(r, vandq_u32(vcleq_u32(vmulq_u32(up, up), q), one));
-        r = vsubq_u32(r, vandq_u32(vcgtq_u32(vmulq_u32(r, r), q), one));
-    }
-    return vaddq_u32(r, vandq_u32(vcgtq_u32(vsubq_u32(q, vmulq_u32(r, r)), r), one));
+    const uint32x4_t r = vreinterpretq_u32_s32(vcvtq_s32_f32(vaddq_f32(vmulq_f32(f, e), vdupq_n_f32(0.5f))));
+    const uint32x4_t t = vmulq_u32(r, r), one = vdupq_n_u32(1);
+    const uint32x4_t up = vandq_u32(vcgtq_u32(n, vaddq_u32(t, r)), one);
+    // n <= t - r, for r of at least 1 (n + r - 1 wraps for n = r = 0, which stays).
+    const uint32x4_t down = vandq_u32(vcgtq_u32(t, vsubq_u32(vaddq_u32(n, r), one)), one);
+    return vminq_u32(vsubq_u32(vaddq_u32(r, up), down), vdupq_n_u32(32767));
+}
+
+// The even and odd 16-bit lanes of v, sign-extended to 32 bits.
+inline int32x4_t evenLanes(int16x8_t v)
+{
+    return vshrq_n_s32(vshlq_n_s32(vreinterpretq_s32_s16(v), 16), 16);
+}
+
+inline int32x4_t oddLanes(int16x8_t v)
+{
+    return vshrq_n_s32(vreinterpretq_s32_s16(v), 16);
 }
 
 void magnitudeV(const int16_t* dx, const int16_t* dy, size_t n, int16_t* dst)
 {
     size_t x = 0;
-    const uint32x4_t top = vdupq_n_u32(32767);
     for (; x + 8 <= n; x += 8) {
         const int16x8_t a = vld1q_s16(dx + x), b = vld1q_s16(dy + x);
-        const uint32x4_t lo = vreinterpretq_u32_s32(vmlal_s16(vmull_s16(vget_low_s16(a), vget_low_s16(a)),
-                                                              vget_low_s16(b), vget_low_s16(b)));
-        const uint32x4_t hi = vreinterpretq_u32_s32(vmlal_s16(vmull_s16(vget_high_s16(a), vget_high_s16(a)),
-                                                              vget_high_s16(b), vget_high_s16(b)));
-        const uint16x4_t rl = vmovn_u32(vminq_u32(roundedRoot(lo), top));
-        const uint16x4_t rh = vmovn_u32(vminq_u32(roundedRoot(hi), top));
-        vst1q_s16(dst + x, vreinterpretq_s16_u16(vcombine_u16(rl, rh)));
+        const int32x4_t ae = evenLanes(a), ao = oddLanes(a), be = evenLanes(b), bo = oddLanes(b);
+        const uint32x4_t even = roundedRoot(vmulq_s32(ae, ae), vmulq_s32(be, be));
+        const uint32x4_t odd = roundedRoot(vmulq_s32(ao, ao), vmulq_s32(bo, bo));
+        vst1q_s16(dst + x, vreinterpretq_s16_u32(vorrq_u32(even, vshlq_n_u32(odd, 16))));
     }
     ref().magnitudes16(dx + x, dy + x, n - x, dst + x);
 }
