@@ -8,49 +8,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 namespace {
-
-constexpr int64_t kTan22 = 13573;  // tan(22.5 degrees) * 2^15, rounded
-
-// Whether pixel x of `cur` is a maximum across its gradient (gx, gy): the neighbour before
-// it must be smaller and the one after it no larger, in the nearest of the four directions.
-bool isMaximum(const uint32_t* prev, const uint32_t* cur, const uint32_t* next, ptrdiff_t x, int32_t gx, int32_t gy)
-{
-    const int64_t m = cur[x];
-    const int64_t ax = std::abs(gx), ay = int64_t(std::abs(gy)) << 15;
-    const int64_t tan22 = ax * kTan22;
-    if (ay < tan22) return m > cur[x - 1] && m >= cur[x + 1];
-    if (ay > tan22 + (ax << 16)) return m > prev[x] && m >= next[x];
-    const ptrdiff_t s = (gx ^ gy) < 0 ? -1 : 1;
-    return m > prev[x - s] && m > next[x + s];
-}
-
-// Calls keep(x, y, magnitude) for every pixel above `low` that is a maximum across its
-// gradient; magnitudes outside the image count as 0.
-template <class Keep>
-void suppressNonMaxima(const ilmvEdgeRows& rows, const int16_t* gx, const int16_t* gy, uint32_t gradStride, uint32_t w,
-                       uint32_t h, bool l2, int64_t low, Keep keep)
-{
-    const size_t padded = size_t(w) + 2;
-    std::vector<uint32_t> ring(3 * padded, 0), zeros(padded, 0);
-    auto magnitudes = [&](uint32_t y) { return ring.data() + (y % 3) * padded; };
-    auto fill = [&](uint32_t y) {
-        (l2 ? rows.normL2 : rows.normL1)(ilmvRowAt(gx, gradStride, y), ilmvRowAt(gy, gradStride, y), w,
-                                         magnitudes(y) + 1);
-    };
-    fill(0);
-    for (uint32_t y = 0; y < h; ++y) {
-        if (y + 1 < h) fill(y + 1);
-        const uint32_t* prev = (y ? magnitudes(y - 1) : zeros.data()) + 1;
-        const uint32_t* next = (y + 1 < h ? magnitudes(y + 1) : zeros.data()) + 1;
-        const uint32_t* cur = magnitudes(y) + 1;
-        const int16_t *rx = ilmvRowAt(gx, gradStride, y), *ry = ilmvRowAt(gy, gradStride, y);
-        for (uint32_t x = 0; x < w; ++x)
-            if (int64_t(cur[x]) > low && isMaximum(prev, cur, next, x, rx[x], ry[x])) keep(x, y, cur[x]);
-    }
-}
 
 // Words from the scratch pool, or from the heap when the pool has none to give.
 class ScratchWords {
@@ -87,13 +48,6 @@ void hysteresis(uint8_t* map, size_t padded, uint32_t* stack, size_t top)
     }
 }
 
-struct Gradients {
-    std::vector<int16_t> own;
-    int16_t* gx = nullptr;
-    int16_t* gy = nullptr;
-    uint32_t stride = 0;
-};
-
 // The 7x7 Sobel divided by 16, rounding half to even, so that its sums fit 16 bits.
 void sobel7Sixteenths(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, int16_t* gx, int16_t* gy,
                       uint32_t gradStride)
@@ -117,25 +71,94 @@ void sobel7Sixteenths(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcSt
                     });
 }
 
-// The Sobel of kernelSize with the edge pixels repeated, into the caller's planes or our own.
-LMV_STATUS sobelGradients(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
-                          uint32_t k, int16_t* gx, int16_t* gy, uint32_t gradStride, Gradients* g)
+// m > t for a u32 magnitude m, as m >= the returned bound.
+uint32_t boundAbove(int64_t t)
 {
-    if (!gx || !gy) {
-        g->own.resize(size_t(w) * h * 2);
-        gx = g->own.data();
-        gy = gx + size_t(w) * h;
-        gradStride = w * 2;
-    }
-    g->gx = gx;
-    g->gy = gy;
-    g->stride = gradStride;
-    if (k == 7) {
-        sobel7Sixteenths(src, w, h, srcStride, gx, gy, gradStride);
-        return LUMIVA_SUCCESS;
-    }
-    return ilmvSobel(rows, k, src, w, h, srcStride, gx, gy, gradStride, LUMIVA_BORDER_REPLICATE, 0);
+    return uint32_t(std::min<int64_t>(std::max<int64_t>(t + 1, 0), 0xFFFFFFFF));
 }
+
+// Canny's edge map, one pass down the image: each row's gradients (into the caller's planes,
+// whole images for the larger apertures, or a ring of three rows), its magnitudes (a ring of
+// three padded rows), then the suppression of the row above. The map holds, for each pixel
+// and a one-pixel frame of 1, the value the suppression gives; strong(x, y) is called for
+// each 2, in raster order.
+class EdgeMap {
+public:
+    EdgeMap(const ilmvEdgeRows& rows, uint32_t w, uint32_t h, bool l2, int64_t low, int64_t high)
+        : rows_(rows), w_(w), h_(h), l2_(l2), lowPlus_(boundAbove(low)), highPlus_(boundAbove(high)),
+          padded_(size_t(w) + 2), map_(padded_ * (size_t(h) + 2), 1), mags_(4 * padded_, 0)
+    {
+    }
+
+    template <class Strong>
+    void run(const uint8_t* src, uint32_t srcStride, uint32_t k, int16_t* gx, int16_t* gy, uint32_t gradStride,
+             Strong strong)
+    {
+        if (gx && gy) {
+            gx_ = gx, gy_ = gy, stride_ = gradStride;
+        } else if (k == 3) {
+            own_.resize(6 * size_t(w_));  // a ring of three rows of each
+            ring_ = true;
+        } else {
+            own_.resize(2 * size_t(w_) * h_);
+            gx_ = own_.data(), gy_ = own_.data() + size_t(w_) * h_, stride_ = w_ * 2;
+        }
+        auto finish = [&](uint32_t y) {
+            (l2_ ? rows_.normL2 : rows_.normL1)(gxRow(y), gyRow(y), w_, magRow(y));
+            if (y) suppress(y - 1, strong);
+        };
+        if (k == 3) {
+            int64_t current = -1;
+            ilmvFilterFrame(src, w_, h_, srcStride, 3, 3, ilmvEdge::kReplicate, uint8_t(0),
+                            [&](const uint8_t* const* r, size_t n, uint32_t y, uint32_t x0) {
+                                if (int64_t(y) != current && current >= 0) finish(uint32_t(current));
+                                current = y;
+                                rows_.gradientu8(ilmvGradientKind::kSobel, r, n, gxRow(y) + x0, gyRow(y) + x0);
+                            });
+        } else {
+            if (k == 7)
+                sobel7Sixteenths(src, w_, h_, srcStride, gx_, gy_, stride_);
+            else
+                ilmvSobel(rows_, k, src, w_, h_, srcStride, gx_, gy_, stride_, LUMIVA_BORDER_REPLICATE, 0);
+            for (uint32_t y = 0; y + 1 < h_; ++y) finish(y);
+        }
+        finish(h_ - 1);
+        suppress(h_ - 1, strong);
+    }
+
+    uint8_t* map() { return map_.data(); }
+    size_t padded() const { return padded_; }
+    const uint8_t* mapRow(uint32_t y) const { return map_.data() + (size_t(y) + 1) * padded_ + 1; }
+
+private:
+    int16_t* gxRow(uint32_t y) { return ring_ ? own_.data() + size_t(y % 3) * w_ : ilmvRowAt(gx_, stride_, y); }
+    int16_t* gyRow(uint32_t y) { return ring_ ? own_.data() + size_t(3 + y % 3) * w_ : ilmvRowAt(gy_, stride_, y); }
+    // Padded rows: index -1 and w read 0. Slot 3 stays all 0, for the rows outside the image.
+    uint32_t* magRow(uint32_t y) { return mags_.data() + size_t(y % 3) * padded_ + 1; }
+    uint32_t* outside() { return mags_.data() + 3 * padded_ + 1; }
+
+    template <class Strong>
+    void suppress(uint32_t y, Strong strong)
+    {
+        uint8_t* row = map_.data() + (size_t(y) + 1) * padded_ + 1;
+        rows_.suppressRow(y ? magRow(y - 1) : outside(), magRow(y), y + 1 < h_ ? magRow(y + 1) : outside(), gxRow(y),
+                          gyRow(y), w_, lowPlus_, highPlus_, row);
+        for (const uint8_t* at = row; (at = static_cast<const uint8_t*>(std::memchr(at, 2, w_ - (at - row))));)
+            strong(uint32_t(at++ - row), y);
+    }
+
+    const ilmvEdgeRows& rows_;
+    const uint32_t w_, h_;
+    const bool l2_;
+    const uint32_t lowPlus_, highPlus_;
+    const size_t padded_;
+    std::vector<uint8_t> map_;
+    std::vector<uint32_t> mags_;
+    std::vector<int16_t> own_;
+    bool ring_ = false;
+    int16_t *gx_ = nullptr, *gy_ = nullptr;
+    uint32_t stride_ = 0;
+};
 
 }  // namespace
 
@@ -157,34 +180,24 @@ LMV_STATUS ilmvCanny(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, u
         }
         return int64_t(std::floor(v));
     };
-    const int64_t lo = scaled(low), hi = scaled(high);
-    Gradients g;
-    sobelGradients(rows, src, w, h, srcStride, kernelSize, gx, gy, gradStride, &g);
-    const size_t padded = size_t(w) + 2;
-    std::vector<uint8_t> map(padded * (size_t(h) + 2), 1);
+    EdgeMap edges(rows, w, h, l2, scaled(low), scaled(high));
     ScratchWords stack(size_t(w) * h);
     size_t top = 0;
-    suppressNonMaxima(rows, g.gx, g.gy, g.stride, w, h, l2, lo, [&](uint32_t x, uint32_t y, uint32_t m) {
-        const size_t at = (size_t(y) + 1) * padded + x + 1;
-        map[at] = int64_t(m) > hi ? 2 : 0;
-        if (map[at] == 2) stack.data()[top++] = uint32_t(at);
+    edges.run(src, srcStride, kernelSize, gx, gy, gradStride, [&](uint32_t x, uint32_t y) {
+        stack.data()[top++] = uint32_t((size_t(y) + 1) * edges.padded() + x + 1);
     });
-    hysteresis(map.data(), padded, stack.data(), top);
-    for (uint32_t y = 0; y < h; ++y) {
-        const uint8_t* m = map.data() + (size_t(y) + 1) * padded + 1;
-        uint8_t* d = ilmvRowAt(dst, dstStride, y);
-        for (uint32_t x = 0; x < w; ++x) d[x] = m[x] == 2 ? 255 : 0;
-    }
+    hysteresis(edges.map(), edges.padded(), stack.data(), top);
+    // Map values 0, 1, 2: the edges are those above 1.
+    for (uint32_t y = 0; y < h; ++y) rows.thresholdu8(edges.mapRow(y), w, 1, 255, 0, ilmvRowAt(dst, dstStride, y));
     return LUMIVA_SUCCESS;
 }
 
 void ilmvDetectEdgePixels(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                           uint32_t threshold, uint32_t* xy, uint32_t capacity, uint32_t* count)
 {
-    Gradients g;
-    sobelGradients(rows, src, w, h, srcStride, 3, nullptr, nullptr, 0, &g);
+    EdgeMap edges(rows, w, h, false, threshold, threshold);
     uint32_t found = 0;
-    suppressNonMaxima(rows, g.gx, g.gy, g.stride, w, h, false, threshold, [&](uint32_t x, uint32_t y, uint32_t) {
+    edges.run(src, srcStride, 3, nullptr, nullptr, 0, [&](uint32_t x, uint32_t y) {
         if (found == capacity) return;
         xy[2 * found] = x;
         xy[2 * found + 1] = y;

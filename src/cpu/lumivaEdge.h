@@ -51,6 +51,13 @@ struct ilmvEdgeRows {
     // Canny's magnitudes: |dx| + |dy| or dx^2 + dy^2.
     void (*normL1)(const int16_t* dx, const int16_t* dy, size_t n, uint32_t* mag);
     void (*normL2)(const int16_t* dx, const int16_t* dy, size_t n, uint32_t* mag);
+    // Canny's non-maximum suppression of one row: prev, cur and next are the magnitudes of the
+    // rows above, at and below, readable one column beyond each end (0 outside the image).
+    // map[x] = 1 unless cur[x] >= lowPlus and cur[x] beats the neighbour before it and is at
+    // least the one after it across (gx, gy); then 2 when cur[x] >= highPlus, else 0. The
+    // gradients are the library's Sobels: below 24481 in magnitude.
+    void (*suppressRow)(const uint32_t* prev, const uint32_t* cur, const uint32_t* next, const int16_t* gx,
+                        const int16_t* gy, size_t n, uint32_t lowPlus, uint32_t highPlus, uint8_t* map);
 };
 
 const ilmvEdgeRows& ilmvEdgeRowsC();

@@ -4,6 +4,8 @@
 #include "cpu/lumivaEdge.h"
 #include "simd/lumivaNeon.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace ilmv;
@@ -258,15 +260,21 @@ void magnitudeV(const int16_t* dx, const int16_t* dy, size_t n, int16_t* dst)
     ref().magnitudes16(dx + x, dy + x, n - x, dst + x);
 }
 
-inline uint32x4_t absWide(int16x4_t v)
+// The lanes of v, each sign-extended to 32 bits, in two halves (without 64-bit registers).
+inline int32x4x2_t widenLanes(int16x8_t v)
 {
-    return vreinterpretq_u32_s32(vabsq_s32(vmovl_s16(v)));
+    const int16x8x2_t twice = vzipq_s16(v, v);
+    return {{vshrq_n_s32(vreinterpretq_s32_s16(twice.val[0]), 16), vshrq_n_s32(vreinterpretq_s32_s16(twice.val[1]), 16)}};
 }
 
 void normL1V(const int16_t* dx, const int16_t* dy, size_t n, uint32_t* mag)
 {
     size_t x = 0;
-    for (; x + 4 <= n; x += 4) vst1q_u32(mag + x, vaddq_u32(absWide(vld1_s16(dx + x)), absWide(vld1_s16(dy + x))));
+    for (; x + 8 <= n; x += 8) {
+        const int32x4x2_t a = widenLanes(vld1q_s16(dx + x)), b = widenLanes(vld1q_s16(dy + x));
+        vst1q_u32(mag + x, vreinterpretq_u32_s32(vaddq_s32(vabsq_s32(a.val[0]), vabsq_s32(b.val[0]))));
+        vst1q_u32(mag + x + 4, vreinterpretq_u32_s32(vaddq_s32(vabsq_s32(a.val[1]), vabsq_s32(b.val[1]))));
+    }
     ref().normL1(dx + x, dy + x, n - x, mag + x);
 }
 
@@ -279,6 +287,65 @@ void normL2V(const int16_t* dx, const int16_t* dy, size_t n, uint32_t* mag)
         vst1q_u32(mag + x, vaddq_u32(vreinterpretq_u32_s32(vmull_s16(a, a)), vreinterpretq_u32_s32(vmull_s16(b, b))));
     }
     ref().normL2(dx + x, dy + x, n - x, mag + x);
+}
+
+// Canny's suppression of four pixels, in signed 32-bit lanes: the library's Sobel gradients
+// stay below 24481 in magnitude, so |g| << 16 plus |g| tan 22.5 and the magnitudes (below
+// 2^31) fit them. The direction classes first, then each class's neighbour comparisons
+// chosen lane by lane.
+int32x4_t suppress4(const uint32_t* prev, const uint32_t* cur, const uint32_t* next, int32x4_t gx, int32x4_t gy,
+                    int32x4_t lowPlus, int32x4_t highPlus)
+{
+    auto at = [](const uint32_t* p) { return vreinterpretq_s32_u32(vld1q_u32(p)); };
+    const int32x4_t m = at(cur);
+    const int32x4_t ax = vabsq_s32(gx), ay = vshlq_n_s32(vabsq_s32(gy), 15);
+    const int32x4_t tan22 = vmulq_n_s32(ax, 13573), tan67 = vaddq_s32(tan22, vshlq_n_s32(ax, 16));
+    const uint32x4_t along = vandq_u32(vcgtq_s32(m, at(cur - 1)), vcgeq_s32(m, at(cur + 1)));
+    const uint32x4_t down = vandq_u32(vcgtq_s32(m, at(prev)), vcgeq_s32(m, at(next)));
+    const uint32x4_t same = vandq_u32(vcgtq_s32(m, at(prev - 1)), vcgtq_s32(m, at(next + 1)));
+    const uint32x4_t other = vandq_u32(vcgtq_s32(m, at(prev + 1)), vcgtq_s32(m, at(next - 1)));
+    const uint32x4_t diagonal = vbslq_u32(vcgeq_s32(veorq_s32(gx, gy), vdupq_n_s32(0)), same, other);
+    uint32x4_t kept = vbslq_u32(vcgtq_s32(ay, tan67), down, diagonal);
+    kept = vandq_u32(vbslq_u32(vcltq_s32(ay, tan22), along, kept), vcgeq_s32(m, lowPlus));
+    const uint32x4_t strong = vandq_u32(kept, vcgeq_s32(m, highPlus));
+    // 1 where not kept, 0 or 2 where kept.
+    return vreinterpretq_s32_u32(vbslq_u32(kept, vandq_u32(strong, vdupq_n_u32(2)), vdupq_n_u32(1)));
+}
+
+// The low bytes of sixteen 32-bit lanes, in order.
+inline uint8x16_t lowBytes(int32x4_t a, int32x4_t b, int32x4_t c, int32x4_t d)
+{
+    const uint16x8_t ab = vuzpq_u16(vreinterpretq_u16_s32(a), vreinterpretq_u16_s32(b)).val[0];
+    const uint16x8_t cd = vuzpq_u16(vreinterpretq_u16_s32(c), vreinterpretq_u16_s32(d)).val[0];
+    return vuzpq_u8(vreinterpretq_u8_u16(ab), vreinterpretq_u8_u16(cd)).val[0];
+}
+
+void suppressRowV(const uint32_t* prev, const uint32_t* cur, const uint32_t* next, const int16_t* gx,
+                  const int16_t* gy, size_t n, uint32_t lowPlus, uint32_t highPlus, uint8_t* map)
+{
+    // Magnitudes stay below 2^31: a bound beyond that keeps nothing either way.
+    const int32x4_t lo = vdupq_n_s32(int32_t(std::min<uint32_t>(lowPlus, 0x7FFFFFFF)));
+    const int32x4_t hi = vdupq_n_s32(int32_t(std::min<uint32_t>(highPlus, 0x7FFFFFFF)));
+    size_t x = 0;
+    for (; x + 16 <= n; x += 16) {
+        // Most pixels of a frame lie below the low threshold: sixteen of them at once keep nothing.
+        uint32x4_t any = vcgeq_s32(vreinterpretq_s32_u32(vld1q_u32(cur + x)), lo);
+        for (int q = 1; q < 4; ++q) any = vorrq_u32(any, vcgeq_s32(vreinterpretq_s32_u32(vld1q_u32(cur + x + 4 * q)), lo));
+        const uint64x2_t wide = vreinterpretq_u64_u32(any);
+        if ((vgetq_lane_u64(wide, 0) | vgetq_lane_u64(wide, 1)) == 0) {
+            vst1q_u8(map + x, vdupq_n_u8(1));
+            continue;
+        }
+        int32x4_t out[4];
+        for (int half = 0; half < 2; ++half) {
+            const size_t at = x + 8 * half;
+            const int32x4x2_t dx = widenLanes(vld1q_s16(gx + at)), dy = widenLanes(vld1q_s16(gy + at));
+            out[2 * half] = suppress4(prev + at, cur + at, next + at, dx.val[0], dy.val[0], lo, hi);
+            out[2 * half + 1] = suppress4(prev + at + 4, cur + at + 4, next + at + 4, dx.val[1], dy.val[1], lo, hi);
+        }
+        vst1q_u8(map + x, lowBytes(out[0], out[1], out[2], out[3]));
+    }
+    ref().suppressRow(prev + x, cur + x, next + x, gx + x, gy + x, n - x, lowPlus, highPlus, map + x);
 }
 
 ilmvEdgeRows simdRows()
@@ -301,6 +368,7 @@ ilmvEdgeRows simdRows()
     rows.magnitudes16 = magnitudeV;
     rows.normL1 = normL1V;
     rows.normL2 = normL2V;
+    rows.suppressRow = suppressRowV;
     return rows;
 }
 
