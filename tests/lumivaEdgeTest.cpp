@@ -117,6 +117,34 @@ TEST(EdgeExact, MagnitudesRoundLikeTheReferenceEverywhereTheEstimateIsTight)
     for (int32_t i = 0; i < 32768; ++i) ASSERT_EQ(i, ilmvMagnitudePixel(i, 0));
 }
 
+// The running box means of the adaptive thresholds divide by a multiply and a shift: every sum
+// a window reaches gives the exact quotient.
+TEST(EdgeExact, RunningBoxMeansDivideEverySumExactly)
+{
+    for (uint32_t k : {3u, 5u, 11u}) {
+        const uint32_t w = 32 + k, h = k, r = k / 2;
+        for (uint32_t sum = 0; sum <= 255 * k * k; ++sum) {
+            // Columns repeat with period k, so every k x k window holds the same values.
+            Bytes img(w * h);
+            for (uint32_t y = 0; y < h; ++y)
+                for (uint32_t x = 0; x < w; ++x) {
+                    const uint32_t i = y * k + x % k;
+                    img[y * w + x] = uint8_t(sum / (k * k) + (i < sum % (k * k) ? 1 : 0));
+                }
+            struct Seen {
+                uint32_t r, w, want;
+                bool ok = true;
+            } seen{r, w, (sum + k * k / 2) / (k * k)};
+            ilmvEdgeRowsV().boxMeansu8(img.data(), w, h, w, k, [](void* c, uint32_t y, const uint8_t* means) {
+                Seen& s = *static_cast<Seen*>(c);
+                if (y != s.r) return;
+                for (uint32_t x = s.r; x + s.r < s.w; ++x) s.ok &= means[x] == s.want;
+            }, &seen);
+            ASSERT_TRUE(seen.ok) << "k " << k << " sum " << sum;
+        }
+    }
+}
+
 // Where the two forms must agree on an operation the generated sweep cannot reach: the
 // pyramids of gradients, level by level, against the gradient image of each level.
 TEST_F(EdgeEntries, GradientPyramidsAreTheGradientsOfEachLevel)

@@ -13,6 +13,9 @@
 
 enum class ilmvGradientKind { kCentral, kSobel, kScharr };
 
+// Receives one row of means.
+using ilmvMeanRowFn = void (*)(void* context, uint32_t y, const uint8_t* means);
+
 struct ilmvEdgeRows {
     // The filter kernels of the same form (box means and Gaussians for the adaptive
     // thresholds, correlations for the larger Sobel apertures).
@@ -29,6 +32,10 @@ struct ilmvEdgeRows {
     void (*narrows16u8)(const int16_t* src, size_t n, uint32_t shift, bool saturate, uint8_t* dst);
     // dst = (data * table[edge]) >> 8, arithmetic.
     void (*weights16)(const int16_t* data, const uint8_t* edge, const uint8_t* table, size_t n, int16_t* dst);
+    // The k x k box means (k = 3, 5 or 11), (sum + k*k/2) / (k*k) with the edge pixels repeated,
+    // handed to row() one image row at a time, top to bottom.
+    void (*boxMeansu8)(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint32_t k, ilmvMeanRowFn row,
+                       void* context);
     // dst = (src > mean - C) != inverse ? hit : 0.
     void (*adaptiveu8)(const uint8_t* src, const uint8_t* mean, size_t n, int32_t C, bool inverse, uint8_t hit,
                        uint8_t* dst);

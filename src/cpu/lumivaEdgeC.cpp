@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <vector>
 
 // tan((j + 1/2) pi / 128) * 2^32, rounded, for j = 0 .. 31.
 const uint32_t ilmvPhaseBoundaries[32] = {
@@ -75,6 +76,14 @@ void narrowRow(const int16_t* src, size_t n, uint32_t shift, bool saturate, uint
 void weightRow(const int16_t* data, const uint8_t* edge, const uint8_t* table, size_t n, int16_t* dst)
 {
     for (size_t x = 0; x < n; ++x) dst[x] = static_cast<int16_t>((int32_t(data[x]) * table[edge[x]]) >> 8);
+}
+
+void boxMeansRows(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint32_t k, ilmvMeanRowFn row,
+                  void* context)
+{
+    std::vector<uint8_t> means(size_t(w) * h);
+    ilmvBox(ilmvFilterRowsC(), k, src, w, h, srcStride, means.data(), w, LUMIVA_BORDER_REPLICATE, 0);
+    for (uint32_t y = 0; y < h; ++y) row(context, y, means.data() + size_t(y) * w);
 }
 
 void adaptiveRow(const uint8_t* src, const uint8_t* mean, size_t n, int32_t C, bool inverse, uint8_t hit,
@@ -203,7 +212,7 @@ void suppressRowC(const uint32_t* prev, const uint32_t* cur, const uint32_t* nex
 const ilmvEdgeRows& ilmvEdgeRowsC()
 {
     static const ilmvEdgeRows rows = {ilmvFilterRowsC, thresholdRow,  rangeRow,     lookupRow,        widenRow,
-                                      narrowRow,       weightRow,     adaptiveRow,  gradientRow,      sobelf32Row,
+                                      narrowRow,       weightRow,     boxMeansRows, adaptiveRow,  gradientRow,      sobelf32Row,
                                       strengthRow,     interleaveRow, tof32Row,     interleavef32Row, tos8Row,
                                       magnitudeRow,    phaseRow,      normL1Row,    normL2Row,        suppressRowC};
     return rows;

@@ -56,14 +56,10 @@ void pack(const ilmvEdgeRows& rows, ilmvGradientKind kind, const int16_t* gx, co
     }
 }
 
-// The blurred image an adaptive threshold compares with: edges repeated.
-void localMeans(const ilmvFilterRows& f, bool mean, uint32_t k, const uint8_t* src, uint32_t w, uint32_t h,
-                uint32_t srcStride, uint8_t* out)
+// The Gaussian an adaptive threshold compares with: edges repeated.
+void gaussianMeans(const ilmvFilterRows& f, uint32_t k, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                   uint8_t* out)
 {
-    if (mean) {
-        ilmvBox(f, k, src, w, h, srcStride, out, w, LUMIVA_BORDER_REPLICATE, 0);
-        return;
-    }
     static const int32_t kBinomial11[11] = {1, 10, 45, 120, 210, 252, 210, 120, 45, 10, 1};
     const int32_t* taps = k == 3 ? ilmvBinomial3 : k == 5 ? ilmvBinomial5 : kBinomial11;
     const uint32_t shift = 2 * (k - 1);
@@ -141,13 +137,29 @@ void ilmvAdaptiveThreshold(const ilmvEdgeRows& rows, bool mean, uint32_t k, cons
                            uint32_t h, uint32_t srcStride, uint8_t maxValue, uint32_t thresholdType, int32_t C,
                            uint8_t* dst, uint32_t dstStride)
 {
-    std::vector<uint8_t> means(size_t(w) * h);
-    localMeans(rows.filter(), mean, k, src, w, h, srcStride, means.data());
     // Beyond +-256 every comparison is decided; clamping keeps mean - C inside 32 bits.
-    const int32_t c = std::min(std::max(C, -256), 256);
-    for (uint32_t y = 0; y < h; ++y)
-        rows.adaptiveu8(ilmvRowAt(src, srcStride, y), means.data() + size_t(y) * w, w, c, thresholdType == 1,
-                        maxValue, ilmvRowAt(dst, dstStride, y));
+    struct Job {
+        const ilmvEdgeRows& rows;
+        const uint8_t* src;
+        uint32_t w, srcStride;
+        int32_t c;
+        bool inverse;
+        uint8_t hit;
+        uint8_t* dst;
+        uint32_t dstStride;
+    } job = {rows, src, w, srcStride, std::min(std::max(C, -256), 256), thresholdType == 1, maxValue, dst, dstStride};
+    auto compare = [](void* context, uint32_t y, const uint8_t* means) {
+        const Job& j = *static_cast<const Job*>(context);
+        j.rows.adaptiveu8(ilmvRowAt(j.src, j.srcStride, y), means, j.w, j.c, j.inverse, j.hit,
+                          ilmvRowAt(j.dst, j.dstStride, y));
+    };
+    if (mean) {
+        rows.boxMeansu8(src, w, h, srcStride, k, compare, &job);
+        return;
+    }
+    std::vector<uint8_t> means(size_t(w) * h);
+    gaussianMeans(rows.filter(), k, src, w, h, srcStride, means.data());
+    for (uint32_t y = 0; y < h; ++y) compare(&job, y, means.data() + size_t(y) * w);
 }
 
 LMV_STATUS ilmvTableLookup(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,

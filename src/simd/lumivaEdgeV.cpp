@@ -5,6 +5,7 @@
 #include "simd/lumivaNeon.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -77,6 +78,83 @@ void weightsV(const int16_t* data, const uint8_t* edge, const uint8_t* table, si
         vst1q_s16(dst + x, vcombine_s16(vmovn_s32(lo), vmovn_s32(hi)));
     }
     ref().weights16(data + x, edge + x, table, n - x, dst + x);
+}
+
+// Eight bytes widened to 16-bit lanes, twice: the low and high halves of a Q register.
+inline uint16x8x2_t widenBytes(uint8x16_t v)
+{
+    const uint8x16x2_t zipped = vzipq_u8(v, vdupq_n_u8(0));
+    return {{vreinterpretq_u16_u8(zipped.val[0]), vreinterpretq_u16_u8(zipped.val[1])}};
+}
+
+// (sum + k*k/2) / (k*k) by a multiply and a shift, exact for every sum a k x k window of bytes
+// reaches, on the even and odd 16-bit lanes in 32 bits.
+template <uint32_t K, uint32_t Magic, int Shift>
+uint16x8_t divideByArea(uint16x8_t sum)
+{
+    const uint32x4_t v = vreinterpretq_u32_u16(vaddq_u16(sum, vdupq_n_u16(K * K / 2)));
+    const uint32x4_t even = vshrq_n_u32(vmulq_n_u32(vandq_u32(v, vdupq_n_u32(0xFFFF)), Magic), Shift);
+    const uint32x4_t odd = vshrq_n_u32(vmulq_n_u32(vshrq_n_u32(v, 16), Magic), Shift);
+    return vreinterpretq_u16_u32(vorrq_u32(even, vshlq_n_u32(odd, 16)));
+}
+
+// Box means by running sums: column sums of k rows (at most 11 x 255) kept from row to row,
+// one row added and one taken away, then k of them added across (at most 30855: 16 bits).
+template <uint32_t K, uint32_t Magic, int Shift>
+void boxMeans(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, ilmvMeanRowFn row, void* context)
+{
+    constexpr uint32_t r = K / 2;
+    std::vector<uint16_t> padded(size_t(w) + 2 * r);
+    std::vector<uint8_t> means(w);
+    uint16_t* columns = padded.data() + r;
+    auto source = [&](int64_t y) { return src + size_t(std::min<int64_t>(std::max<int64_t>(y, 0), h - 1)) * srcStride; };
+    // Adds (sign 1) or takes away (-1) one source row.
+    auto update = [&](const uint8_t* line, bool add) {
+        uint32_t x = 0;
+        for (; x + 16 <= w; x += 16) {
+            const uint16x8x2_t v = widenBytes(vld1q_u8(line + x));
+            for (int half = 0; half < 2; ++half) {
+                const uint16x8_t c = vld1q_u16(columns + x + 8 * half);
+                vst1q_u16(columns + x + 8 * half, add ? vaddq_u16(c, v.val[half]) : vsubq_u16(c, v.val[half]));
+            }
+        }
+        for (; x < w; ++x) columns[x] = uint16_t(add ? columns[x] + line[x] : columns[x] - line[x]);
+    };
+    for (int64_t j = -int64_t(r); j <= int64_t(r); ++j) update(source(j), true);
+    for (uint32_t y = 0; y < h; ++y) {
+        for (uint32_t i = 1; i <= r; ++i) columns[-int64_t(i)] = columns[0], columns[w - 1 + i] = columns[w - 1];
+        uint32_t x = 0;
+        for (; x + 16 <= w; x += 16) {
+            uint16x8_t sum[2];
+            for (int half = 0; half < 2; ++half) {
+                const uint16_t* at = columns - r + x + 8 * half;
+                uint16x8_t s = vld1q_u16(at);
+                for (uint32_t i = 1; i < K; ++i) s = vaddq_u16(s, vld1q_u16(at + i));
+                sum[half] = divideByArea<K, Magic, Shift>(s);
+            }
+            vst1q_u8(means.data() + x, vuzpq_u8(vreinterpretq_u8_u16(sum[0]), vreinterpretq_u8_u16(sum[1])).val[0]);
+        }
+        for (; x < w; ++x) {
+            uint32_t s = 0;
+            for (uint32_t i = 0; i < K; ++i) s += columns[int64_t(x) - r + i];
+            means[x] = uint8_t((s + K * K / 2) / (K * K));
+        }
+        row(context, y, means.data());
+        if (y + 1 < h) {
+            update(source(int64_t(y) + r + 1), true);
+            update(source(int64_t(y) - r), false);
+        }
+    }
+}
+
+void boxMeansV(const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride, uint32_t k, ilmvMeanRowFn row,
+               void* context)
+{
+    switch (k) {
+    case 3: return boxMeans<3, 1821, 14>(src, w, h, srcStride, row, context);
+    case 5: return boxMeans<5, 5243, 17>(src, w, h, srcStride, row, context);
+    default: return boxMeans<11, 4333, 19>(src, w, h, srcStride, row, context);
+    }
 }
 
 // The threshold mean - C lies in -256 .. 511 (C is clamped to +-256), so 16-bit lanes hold it.
@@ -357,6 +435,7 @@ ilmvEdgeRows simdRows()
     rows.widenu8s16 = widenV;
     rows.narrows16u8 = narrowV;
     rows.weights16 = weightsV;
+    rows.boxMeansu8 = boxMeansV;
     rows.adaptiveu8 = adaptiveV;
     rows.gradientu8 = gradientV;
     rows.sobelf32 = sobelf32V;
