@@ -240,6 +240,12 @@ TEST_F(Dsp, RegisteredBlocksTravelWithoutACopy)
     lmvCornerFast9u8Xc(a, 640, 480, 640, 40, 7, xy, 4000, &n);
     ASSERT_EQ(nRef, n);
     EXPECT_EQ(0, std::memcmp(xyRef.data(), xy, 2 * n * sizeof(uint32_t)));
+    // Edge pixels come back the same way.
+    lmvImageDetectEdgePixelsu8C(a, 640, 480, 640, 900, xyRef.data(), 4000, &nRef);
+    lmvImageDetectEdgePixelsu8Xc(a, 640, 480, 640, 900, xy, 4000, &n);
+    ASSERT_EQ(nRef, n);
+    EXPECT_GT(n, 0u);
+    EXPECT_EQ(0, std::memcmp(xyRef.data(), xy, 2 * n * sizeof(uint32_t)));
     for (void* p : {static_cast<void*>(a), static_cast<void*>(b), static_cast<void*>(out), static_cast<void*>(xy)})
         EXPECT_EQ(0, lmvSharedMemFreeX(p));
 }

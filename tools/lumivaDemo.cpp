@@ -248,6 +248,37 @@ ToolImage enlarged(const ToolImage& img, uint32_t k)
     return out;
 }
 
+// The edges picture: Canny edges of the blurred frame in white over the frame dimmed to a
+// third, and the strongest Hough lines through them drawn across the picture in red, enlarged
+// k times. The thresholds keep the object's sides and little of the background's texture.
+ToolImage edgesPicture(std::vector<Step>& steps, const std::vector<uint8_t>& blur, uint32_t w, uint32_t h, uint32_t k,
+                       DemoResult* result)
+{
+    std::vector<uint8_t> edges(size_t(w) * h);
+    const uint32_t maxLines = 4;
+    std::vector<float32_t> lines(2 * maxLines);
+    uint32_t count = 0;
+    timed(steps, "Canny and Hough lines", [&] {
+        lmvFilterCanny3x3u8_v2(blur.data(), w, h, 0, edges.data(), 0, 30, 160);
+        lmvHoughLineu8(edges.data(), w, h, 0, 1.0f, 3.14159265f / 180, std::max(w, h) / 20, lines.data(), maxLines, &count);
+    });
+    ToolImage rgb{w, h, 3, std::vector<uint8_t>(size_t(w) * h * 3)};
+    for (size_t i = 0; i < edges.size(); ++i) {
+        result->edgePixels += edges[i] != 0;
+        std::memset(&rgb.pixels[3 * i], edges[i] ? 255 : blur[i] / 3, 3);
+    }
+    ToolImage picture = enlarged(rgb, k);
+    result->lines = count;
+    const double reach = 2.0 * (w + h) * k;
+    for (uint32_t i = 0; i < count; ++i) {
+        const double rho = lines[2 * i] * k, theta = lines[2 * i + 1];
+        const double x0 = rho * std::cos(theta), y0 = rho * std::sin(theta);
+        thickLine(picture, x0 - reach * std::sin(theta), y0 + reach * std::cos(theta), x0 + reach * std::sin(theta),
+                  y0 - reach * std::cos(theta), 2, 255, 40, 40);
+    }
+    return picture;
+}
+
 bool inObject(double x, double y, double objX, double objY, double margin)
 {
     return x >= objX - margin && y >= objY - margin && x < objX + kObjSide + margin && y < objY + kObjSide + margin;
@@ -311,6 +342,7 @@ DemoResult runDemo(const DemoOptions& options)
     runFrontSteps(steps, a, b, greyA, greyB, blurA, blurB);
     const ToolImage strip = builtIn ? filterStrip(steps, greyA, w, h, kObjX + kObjSide / 2, kObjY + kObjSide / 2)
                                     : filterStrip(steps, greyA, w, h, w / 2, h / 2);
+    const ToolImage edgeLines = edgesPicture(steps, blurA, w, h, pictureFactor(w, h), &result);
     const int levels = levelsFor(w, h);
     std::vector<lmvPyramidLevel_v2> pyrA(levels), pyrB(levels);
     timed(steps, "pyramids", [&] {
@@ -388,7 +420,8 @@ DemoResult runDemo(const DemoOptions& options)
     std::error_code ignored;  // an output folder that cannot be made shows up as a failed write
     std::filesystem::create_directories(options.output, ignored);
     const std::pair<const char*, const ToolImage*> pictures[] = {
-        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}, {"filters.png", &strip}};
+        {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}, {"filters.png", &strip},
+        {"edges.png", &edgeLines}};
     const ToolImage bigMask = enlarged(mask, k);
     for (const auto& [name, img] : pictures) {
         const std::string path = options.output + "/" + name;
@@ -407,7 +440,8 @@ DemoResult runDemo(const DemoOptions& options)
     for (const Step& s : steps)
         std::printf("  %-26s %-20s %7.3f ms  %s\n", s.name.c_str(), s.ran.c_str(), s.ms,
                     s.equalsCpu < 0 ? "" : s.equalsCpu ? "yes" : "NO");
-    std::printf("%zu corners, %zu tracked, %zu foreground pixels\n", result.corners, result.tracked, result.foreground);
+    std::printf("%zu corners, %zu tracked, %zu foreground pixels, %zu edge pixels, %zu lines\n", result.corners,
+                result.tracked, result.foreground, result.edgePixels, result.lines);
     if (builtIn)
         std::printf("tracking error against the known motion: %.4f px (camera (%.1f, %.1f), object (%.1f, %.1f) on top)\n",
                     result.trackingError, kShiftX, kShiftY, kMoveX, kMoveY);

@@ -38,7 +38,7 @@ void useHostDspPlatform();
 
 struct DemoResult {
     int exitCode = kExitOk;
-    size_t corners = 0, tracked = 0, foreground = 0;
+    size_t corners = 0, tracked = 0, foreground = 0, edgePixels = 0, lines = 0;
     double trackingError = -1;  // mean error against the known motion, built-in scene only
     std::vector<std::string> pictures;
     std::vector<std::string> ranOn;  // per step, the form that ran ("GPU", "SIMD", ...)

@@ -121,9 +121,11 @@ TEST(ToolDemo, BuiltInSceneTracksTheKnownMotion)
     options.quiet = true;
     const DemoResult result = runDemo(options);
     ASSERT_EQ(result.exitCode, kExitOk);
-    ASSERT_EQ(result.pictures.size(), 4u);  // corners, flow, foreground, the filter strip
+    ASSERT_EQ(result.pictures.size(), 5u);  // corners, flow, foreground, the filter strip, edges and lines
     for (const std::string& picture : result.pictures) EXPECT_TRUE(exists(picture)) << picture;
     EXPECT_GT(result.corners, 50u);
+    EXPECT_GT(result.edgePixels, 0u);
+    EXPECT_GT(result.lines, 0u) << "the object's sides are straight";
     EXPECT_GE(result.tracked, result.corners * 9 / 10);
     EXPECT_GE(result.trackingError, 0.0);
     EXPECT_LT(result.trackingError, 0.1);
