@@ -369,8 +369,8 @@ edge_op(257, "lmvHoughCircleu8",
         "cells with more than accThresh votes that beat their left and upper neighbours and are at least their "
         "right and lower ones are centres, taken by votes, then raster order, and dropped within minDist of a "
         "centre already taken; each centre's radius is the most common rounded distance of the edge pixels in "
-        "[minRadius, maxRadius] (the smaller on ties), kept when at least accThresh / 2 pixels share it. Centres "
-        "are collected in a sequence on a memory storage.",
+        "[minRadius, maxRadius] (the smaller on ties), kept when at least accThresh / 2 pixels share it. The "
+        "circles are collected in a sequence on a memory storage.",
         "ilmvHoughCircles(src, srcWidth, srcHeight, srcStride, dp, minDist, cannyThresh, accThresh, minRadius, "
         "maxRadius, circles, maxCircles, numCircles, nullptr)",
         forms="C", rule="src && circles && numCircles && srcWidth && srcHeight && (srcStride >= srcWidth) && "
