@@ -4,6 +4,7 @@
 // NEON square root, and each entry's refusals.
 #include "cpu/lumivaEdge.h"
 #include "lumivaKernels.h"
+#include "lumivaOracle.h"
 #include "lumivaTestSupport.h"
 
 #include <algorithm>
@@ -266,17 +267,9 @@ TEST_F(EdgeEntries, GenerationsAgreeWhereTheyOverlap)
 
 // ---- OpenCV as the oracle ---------------------------------------------------------------------
 
-cv::Mat asMat(const Bytes& b, uint32_t w, uint32_t h)
-{
-    return cv::Mat(int(h), int(w), CV_8UC1, const_cast<uint8_t*>(b.data())).clone();
-}
-
-cv::Mat run(uint32_t w, uint32_t h, int type, const std::function<void(void*)>& call)
-{
-    cv::Mat out(int(h), int(w), type, cv::Scalar(0));
-    call(out.data);
-    return out;
-}
+using lmvoracle::asMat;
+using lmvoracle::run;
+using OracleRow = lmvoracle::Row;
 
 // Two planes side by side, so one comparison covers dx and dy.
 cv::Mat pair(uint32_t w, uint32_t h, int type, const std::function<void(void*, void*)>& call)
@@ -295,14 +288,6 @@ cv::Mat sobels(const cv::Mat& s, int type, int k, int border, double scale = 1)
     cv::hconcat(dx, dy, out);
     return out;
 }
-
-struct OracleRow {
-    const char* name;
-    int margin;     // rows and columns of frame not compared
-    int tolerance;  // largest difference allowed
-    std::function<cv::Mat(const Bytes&, uint32_t, uint32_t)> ours;
-    std::function<cv::Mat(const cv::Mat&)> theirs;
-};
 
 std::vector<OracleRow> pointRows()
 {
@@ -571,24 +556,7 @@ std::vector<OracleRow> cannyRows()
 
 void compare(const std::vector<OracleRow>& rows)
 {
-    for (auto [w, h] : {std::make_pair(64u, 48u), std::make_pair(37u, 29u)}) {
-        const Bytes src = scene(w, h, w + h);
-        const cv::Mat srcMat = asMat(src, w, h);
-        for (const OracleRow& row : rows) {
-            const cv::Mat mine = row.ours(src, w, h), theirs = row.theirs(srcMat);
-            ASSERT_EQ(mine.size(), theirs.size()) << row.name;
-            cv::Mat a, b, diff, mask = cv::Mat::zeros(mine.size(), CV_8U);
-            const int planes = mine.cols / int(w);
-            for (int p = 0; p < planes; ++p)
-                mask(cv::Rect(p * int(w) + row.margin, row.margin, int(w) - 2 * row.margin, int(h) - 2 * row.margin)) = 1;
-            mine.convertTo(a, CV_64F);
-            theirs.convertTo(b, CV_64F);
-            cv::absdiff(a, b, diff);
-            double worst;
-            cv::minMaxLoc(diff, nullptr, &worst, nullptr, nullptr, mask);
-            EXPECT_LE(worst, row.tolerance) << row.name << " " << w << "x" << h;
-        }
-    }
+    lmvoracle::compare(rows, scene);
 }
 
 TEST_F(EdgeEntries, ThresholdsAndPointOperationsAgainstOpenCV)

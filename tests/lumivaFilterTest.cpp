@@ -3,6 +3,7 @@
 // that are this library's own (border rules, rounding), and each entry's refusals.
 #include "cpu/lumivaFilter.h"
 #include "lumivaKernels.h"
+#include "lumivaOracle.h"
 #include "lumivaTestSupport.h"
 
 #include <algorithm>
@@ -269,10 +270,9 @@ TEST_F(FilterEntries, GenerationsAgreeWhereTheyOverlap)
 
 // ---- OpenCV as the oracle ---------------------------------------------------------------------
 
-cv::Mat asMat(const Bytes& b, uint32_t w, uint32_t h)
-{
-    return cv::Mat(int(h), int(w), CV_8UC1, const_cast<uint8_t*>(b.data())).clone();
-}
+using lmvoracle::asMat;
+using lmvoracle::run;
+using OracleRow = lmvoracle::Row;
 
 // The source with r pixels of border on every side, as the library's border type defines
 // them, so that OpenCV's unbordered result over it is the library's whole image.
@@ -302,21 +302,6 @@ cv::Mat correlated(const cv::Mat& src, const cv::Mat& kernel, int r, LMV_BORDER_
             else
                 out.at<int16_t>(y, x) = cv::saturate_cast<int16_t>(v);
         }
-    return out;
-}
-
-struct OracleRow {
-    const char* name;
-    int margin;      // rows and columns of frame not compared (interior-only filters)
-    int tolerance;   // largest difference allowed
-    std::function<cv::Mat(const Bytes&, uint32_t, uint32_t)> ours;
-    std::function<cv::Mat(const cv::Mat&)> theirs;
-};
-
-cv::Mat run(uint32_t w, uint32_t h, int type, const std::function<void(void*)>& call)
-{
-    cv::Mat out(int(h), int(w), type, cv::Scalar(0));
-    call(out.data);
     return out;
 }
 
@@ -461,21 +446,7 @@ TEST_F(FilterEntries, EverySlotAgainstOpenCV)
                     },
                     [](const cv::Mat& s) { cv::Mat o; cv::bilateralFilter(s, o, 5, 50, 2.5, cv::BORDER_REPLICATE); return o; }});
 
-    for (auto [w, h] : {std::make_pair(64u, 48u), std::make_pair(37u, 29u)}) {
-        const Bytes src = scene(w, h, w + h);
-        const cv::Mat srcMat = asMat(src, w, h);
-        for (const OracleRow& row : rows) {
-            const cv::Mat mine = row.ours(src, w, h), theirs = row.theirs(srcMat);
-            const cv::Rect inner(row.margin, row.margin, int(w) - 2 * row.margin, int(h) - 2 * row.margin);
-            cv::Mat a, b, diff;
-            mine(inner).convertTo(a, CV_32S);
-            theirs(inner).convertTo(b, CV_32S);
-            cv::absdiff(a, b, diff);
-            double worst;
-            cv::minMaxLoc(diff, nullptr, &worst);
-            EXPECT_LE(worst, row.tolerance) << row.name << " " << w << "x" << h;
-        }
-    }
+    lmvoracle::compare(rows, scene);
 }
 
 TEST_F(FilterEntries, SeparableS16AndValidConvolutionAgainstOpenCV)

@@ -283,6 +283,16 @@ def op(slot, name, params, **kw):
     return entry
 
 
+# The border parameters of the status generations of windowed operations, and their words.
+BORDER_PARAMS = [Scalar("borderType", "LMV_BORDER_TYPE", ["0", "1", "2"],
+                        "LUMIVA_BORDER_UNDEFINED (border pixels not written), LUMIVA_BORDER_CONSTANT or "
+                        "LUMIVA_BORDER_REPLICATE; any other value is status 3"),
+                 Scalar("borderValue", "uint8_t", [], "the value outside the image with LUMIVA_BORDER_CONSTANT")]
+BORDER_WORDS = (" Border: LUMIVA_BORDER_UNDEFINED leaves pixels whose window leaves the image as the destination "
+                "held them; LUMIVA_BORDER_CONSTANT reads borderValue outside the image; LUMIVA_BORDER_REPLICATE "
+                "repeats the nearest edge pixel.")
+
+
 def default_remote(images, width, height, min_width=32):
     """The usual remote row: the area grows with the widest element, pointers and
     strides aligned to 8 for byte images and 4 for wider ones."""

@@ -8,13 +8,8 @@ family("Edge")
 
 H = "cpu/lumivaEdge.h"
 ROWS = "ilmvEdgeRows{form}()"
-BORDER = [Scalar("borderType", "LMV_BORDER_TYPE", ["0", "1", "2"],
-                 "LUMIVA_BORDER_UNDEFINED (border pixels not written), LUMIVA_BORDER_CONSTANT or "
-                 "LUMIVA_BORDER_REPLICATE; any other value is status 3"),
-          Scalar("borderValue", "uint8_t", [], "the value outside the image with LUMIVA_BORDER_CONSTANT")]
-BORDER_DOC = (" Border: LUMIVA_BORDER_UNDEFINED leaves pixels whose window leaves the image as the outputs held "
-              "them; LUMIVA_BORDER_CONSTANT reads borderValue outside the image; LUMIVA_BORDER_REPLICATE repeats "
-              "the nearest edge pixel.")
+BORDER = BORDER_PARAMS
+BORDER_DOC = BORDER_WORDS
 ZERO_FRAME_DOC = " The one-pixel frame, where the 3x3 window leaves the image, is written as 0."
 GPU_ROW = Gpu(16, ["src", "dst"], "srcWidth % 8 == 0")
 

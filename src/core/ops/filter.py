@@ -35,13 +35,8 @@ op(212, "lmvFilterGaussian3x3u8",
 # ---- The neighbourhood filters on the shared frame ------------------------------------------
 H = "cpu/lumivaFilter.h"
 ROWS = "ilmvFilterRows{form}()"
-BORDER = [Scalar("borderType", "LMV_BORDER_TYPE", ["0", "1", "2"],
-                 "LUMIVA_BORDER_UNDEFINED (border pixels not written), LUMIVA_BORDER_CONSTANT or "
-                 "LUMIVA_BORDER_REPLICATE; any other value is status 3"),
-          Scalar("borderValue", "uint8_t", [], "the value outside the image with LUMIVA_BORDER_CONSTANT")]
-BORDER_DOC = (" Border: LUMIVA_BORDER_UNDEFINED leaves pixels whose window leaves the image as dst held them; "
-              "LUMIVA_BORDER_CONSTANT reads borderValue outside the image; LUMIVA_BORDER_REPLICATE repeats the "
-              "nearest edge pixel.")
+BORDER = BORDER_PARAMS
+BORDER_DOC = BORDER_WORDS
 INTERIOR_DOC = " Only pixels whose whole window lies inside the image are written; the frame keeps what dst held."
 GPU_ROW = Gpu(16, ["src", "dst"], "srcWidth % 8 == 0")
 
