@@ -70,12 +70,9 @@ struct ilmvEdgeRows {
 const ilmvEdgeRows& ilmvEdgeRowsC();
 const ilmvEdgeRows& ilmvEdgeRowsV();
 
-// Scalar pieces the SIMD kernels share with the reference: one pixel's rounded magnitude and
-// quantised direction, and the 32 boundary tangents of an octant (tan((j + 1/2) pi / 128)
-// scaled by 2^32).
+// One pixel's rounded magnitude, round(sqrt(dx^2 + dy^2)) saturated to 32767 (the Hough
+// circles take their unit directions from it).
 int16_t ilmvMagnitudePixel(int32_t dx, int32_t dy);
-uint8_t ilmvPhasePixel(int32_t dx, int32_t dy);
-extern const uint32_t ilmvPhaseBoundaries[32];
 
 // ---- Operation bodies (lumivaEdgeOps.cpp, lumivaCannyC.cpp) ----------------------------------
 
@@ -86,8 +83,6 @@ LMV_STATUS ilmvThresholdRange(const ilmvEdgeRows& rows, const uint8_t* src, uint
                               uint8_t hit, uint8_t miss);
 void ilmvThresholdOtsu(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                        uint8_t* dst, uint32_t dstStride, uint8_t* threshold);
-// The threshold Otsu's method picks for a 256-bin histogram.
-uint8_t ilmvOtsuThreshold(const uint64_t* histogram);
 void ilmvAdaptiveThreshold(const ilmvEdgeRows& rows, bool mean, uint32_t k, const uint8_t* src, uint32_t w,
                            uint32_t h, uint32_t srcStride, uint8_t maxValue, uint32_t thresholdType, int32_t C,
                            uint8_t* dst, uint32_t dstStride);

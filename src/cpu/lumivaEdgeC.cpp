@@ -6,14 +6,6 @@
 #include <cstdlib>
 #include <vector>
 
-// tan((j + 1/2) pi / 128) * 2^32, rounded, for j = 0 .. 31.
-const uint32_t ilmvPhaseBoundaries[32] = {
-    52709825u, 158193013u, 263867125u, 369860470u, 476302903u, 583326475u, 691066090u, 799660202u,
-    909251552u, 1019987941u, 1132023069u, 1245517435u, 1360639313u, 1477565823u, 1596484109u, 1717592634u,
-    1841102627u, 1967239691u, 2096245606u, 2228380366u, 2363924468u, 2503181524u, 2646481221u, 2794182724u,
-    2946678568u, 3104399153u, 3267817948u, 3437457531u, 3613896654u, 3797778511u, 3989820493u, 4190825720u
-};
-
 int16_t ilmvMagnitudePixel(int32_t dx, int32_t dy)
 {
     const uint32_t n = uint32_t(dx * dx) + uint32_t(dy * dy);
@@ -32,18 +24,28 @@ int16_t ilmvMagnitudePixel(int32_t dx, int32_t dy)
     return static_cast<int16_t>(std::min<uint32_t>(r, 32767));
 }
 
-uint8_t ilmvPhasePixel(int32_t dx, int32_t dy)
+namespace {
+
+// tan((j + 1/2) pi / 128) * 2^32, rounded, for j = 0 .. 31.
+const uint32_t kPhaseBoundaries[32] = {
+    52709825u, 158193013u, 263867125u, 369860470u, 476302903u, 583326475u, 691066090u, 799660202u,
+    909251552u, 1019987941u, 1132023069u, 1245517435u, 1360639313u, 1477565823u, 1596484109u, 1717592634u,
+    1841102627u, 1967239691u, 2096245606u, 2228380366u, 2363924468u, 2503181524u, 2646481221u, 2794182724u,
+    2946678568u, 3104399153u, 3267817948u, 3437457531u, 3613896654u, 3797778511u, 3989820493u, 4190825720u
+};
+
+// The direction in 256 steps per turn: the boundaries below |dy| / |dx| in the octant, then
+// the octant.
+uint8_t phasePixel(int32_t dx, int32_t dy)
 {
     const uint32_t ax = uint32_t(std::abs(dx)), ay = uint32_t(std::abs(dy));
     const uint64_t a = std::max(ax, ay), b = std::min(ax, ay);
     uint32_t steps = 0;  // boundaries below b / a: the octant's angle in steps
-    for (uint32_t j = 0; j < 32; ++j) steps += (b << 32) > a * ilmvPhaseBoundaries[j];
+    for (uint32_t j = 0; j < 32; ++j) steps += (b << 32) > a * kPhaseBoundaries[j];
     const uint32_t fromX = ax >= ay ? steps : 64 - steps;
     const uint32_t angle = dx >= 0 ? (dy >= 0 ? fromX : 256 - fromX) : (dy >= 0 ? 128 - fromX : 128 + fromX);
     return static_cast<uint8_t>(angle & 255);
 }
-
-namespace {
 
 void thresholdRow(const uint8_t* src, size_t n, uint8_t threshold, uint8_t hit, uint8_t miss, uint8_t* dst)
 {
@@ -166,7 +168,7 @@ void magnitudeRow(const int16_t* dx, const int16_t* dy, size_t n, int16_t* dst)
 
 void phaseRow(const int16_t* dx, const int16_t* dy, size_t n, uint8_t* dst)
 {
-    for (size_t x = 0; x < n; ++x) dst[x] = ilmvPhasePixel(dx[x], dy[x]);
+    for (size_t x = 0; x < n; ++x) dst[x] = phasePixel(dx[x], dy[x]);
 }
 
 void normL1Row(const int16_t* dx, const int16_t* dy, size_t n, uint32_t* mag)

@@ -75,26 +75,8 @@ void gaussianMeans(const ilmvFilterRows& f, uint32_t k, const uint8_t* src, uint
                     });
 }
 
-}  // namespace
-
-LMV_STATUS ilmvThreshold(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
-                         uint8_t* dst, uint32_t dstStride, uint8_t threshold, uint8_t hit, uint8_t miss)
-{
-    forRows(src, h, srcStride, dst, dstStride,
-            [&](const uint8_t* s, uint8_t* d) { rows.thresholdu8(s, w, threshold, hit, miss, d); });
-    return LUMIVA_SUCCESS;
-}
-
-LMV_STATUS ilmvThresholdRange(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h,
-                              uint32_t srcStride, uint8_t* dst, uint32_t dstStride, uint8_t low, uint8_t high,
-                              uint8_t hit, uint8_t miss)
-{
-    forRows(src, h, srcStride, dst, dstStride,
-            [&](const uint8_t* s, uint8_t* d) { rows.rangeu8(s, w, low, high, hit, miss, d); });
-    return LUMIVA_SUCCESS;
-}
-
-uint8_t ilmvOtsuThreshold(const uint64_t* histogram)
+// The threshold of Otsu's method for a 256-bin histogram, as double-precision sums give it.
+uint8_t otsuThreshold(const uint64_t* histogram)
 {
     double total = 0, mu = 0;
     for (int i = 0; i < 256; ++i) {
@@ -121,6 +103,25 @@ uint8_t ilmvOtsuThreshold(const uint64_t* histogram)
     return static_cast<uint8_t>(chosen);
 }
 
+}  // namespace
+
+LMV_STATUS ilmvThreshold(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
+                         uint8_t* dst, uint32_t dstStride, uint8_t threshold, uint8_t hit, uint8_t miss)
+{
+    forRows(src, h, srcStride, dst, dstStride,
+            [&](const uint8_t* s, uint8_t* d) { rows.thresholdu8(s, w, threshold, hit, miss, d); });
+    return LUMIVA_SUCCESS;
+}
+
+LMV_STATUS ilmvThresholdRange(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h,
+                              uint32_t srcStride, uint8_t* dst, uint32_t dstStride, uint8_t low, uint8_t high,
+                              uint8_t hit, uint8_t miss)
+{
+    forRows(src, h, srcStride, dst, dstStride,
+            [&](const uint8_t* s, uint8_t* d) { rows.rangeu8(s, w, low, high, hit, miss, d); });
+    return LUMIVA_SUCCESS;
+}
+
 void ilmvThresholdOtsu(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w, uint32_t h, uint32_t srcStride,
                        uint8_t* dst, uint32_t dstStride, uint8_t* threshold)
 {
@@ -129,7 +130,7 @@ void ilmvThresholdOtsu(const ilmvEdgeRows& rows, const uint8_t* src, uint32_t w,
         const uint8_t* row = ilmvRowAt(src, srcStride, y);
         for (uint32_t x = 0; x < w; ++x) ++histogram[row[x]];
     }
-    *threshold = ilmvOtsuThreshold(histogram);
+    *threshold = otsuThreshold(histogram);
     ilmvThreshold(rows, src, w, h, srcStride, dst, dstStride, *threshold, 255, 0);
 }
 
