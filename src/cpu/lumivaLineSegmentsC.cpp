@@ -49,13 +49,14 @@ bool aligned(double a, double b)
     return std::fabs(std::remainder(a - b, 2 * kPi)) <= kTolerance;
 }
 
-// log10 of the chance that k or more of n pixels align by chance.
+// log10 of the chance that k or more of n pixels align by chance. The first term's binomial
+// coefficient is summed as logs (lgamma would write a process-wide sign, a race between threads).
 double log10Tail(uint32_t n, uint32_t k)
 {
     if (k == 0) return 0.0;
     const double p = kAlignedChance;
-    double term = std::lgamma(n + 1.0) - std::lgamma(k + 1.0) - std::lgamma(double(n - k) + 1) + k * std::log(p) +
-                  (n - k) * std::log(1 - p);
+    double term = k * std::log(p) + (n - k) * std::log(1 - p);
+    for (uint32_t i = 1; i <= k; ++i) term += std::log(double(n - k + i) / i);
     double sum = 1.0, ratio = 1.0;  // the tail relative to its first term
     for (uint32_t i = k; i < n && ratio > 1e-12 * sum; ++i) {
         ratio *= double(n - i) / (i + 1) * p / (1 - p);
