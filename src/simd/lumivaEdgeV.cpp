@@ -60,7 +60,8 @@ void narrowV(const int16_t* src, size_t n, uint32_t shift, bool saturate, uint8_
     const int16x8_t by = vdupq_n_s16(int16_t(-int32_t(shift)));
     size_t x = 0;
     for (; x + 8 <= n; x += 8) {
-        const int16x8_t v = vshlq_s16(vld1q_s16(src + x), by);
+        const int16x8_t loaded = vld1q_s16(src + x);
+        const int16x8_t v = shift ? vshlq_s16(loaded, by) : loaded;  // a count of 0 would shift negatives left
         vst1_u8(dst + x, saturate ? vqmovun_s16(v) : vmovn_u16(vreinterpretq_u16_s16(v)));
     }
     ref().narrows16u8(src + x, n - x, shift, saturate, dst + x);
@@ -178,7 +179,7 @@ void adaptiveV(const uint8_t* src, const uint8_t* mean, size_t n, int32_t C, boo
 inline int16x8_t smooth(ilmvGradientKind kind, int16x8_t p, int16x8_t q, int16x8_t r)
 {
     switch (kind) {
-    case ilmvGradientKind::kSobel: return vaddq_s16(vaddq_s16(p, r), vshlq_n_s16(q, 1));
+    case ilmvGradientKind::kSobel: return vaddq_s16(vaddq_s16(p, r), vaddq_s16(q, q));
     case ilmvGradientKind::kScharr: return vmlaq_n_s16(vmulq_n_s16(vaddq_s16(p, r), 3), q, 10);
     default: return q;
     }
@@ -296,28 +297,32 @@ void tos8V(const int16_t* src, size_t n, int8_t* dst)
     ref().tos8(src + x, n - x, dst + x);
 }
 
-// round(sqrt(n)) of four squared lengths n = p + q (each square below 2^30 + 1): a float
+// round(sqrt(n)) of four squared lengths n = p + q (each square at most 2^30): a float
 // estimate rounded to the nearest whole number, then trued in integers. The estimate is within
-// a hundredth of the root, so one step either way reaches r with r^2 - r < n <= r^2 + r.
-uint32x4_t roundedRoot(int32x4_t p, int32x4_t q)
+// a hundredth of the root, so one step either way reaches r with r^2 - r < n <= r^2 + r. Roots
+// above 32767 saturate, so n is capped at 2^30 + 2^16 (a root above 32768) and r at 32768
+// first: every sum then fits a signed lane.
+int32x4_t roundedRoot(int32x4_t p, int32x4_t q)
 {
-    const uint32x4_t n = vreinterpretq_u32_s32(vaddq_s32(p, q));  // 2^31 at most: exact unsigned
+    const uint32x4_t sum = vaddq_u32(vreinterpretq_u32_s32(p), vreinterpretq_u32_s32(q));
+    const int32x4_t n = vreinterpretq_s32_u32(vminq_u32(sum, vdupq_n_u32(0x40010000)));
     const float32x4_t f = vaddq_f32(vcvtq_f32_s32(p), vcvtq_f32_s32(q));
     float32x4_t e = vrsqrteq_f32(vmaxq_f32(f, vdupq_n_f32(1.0f)));
     e = vmulq_f32(e, vrsqrtsq_f32(vmulq_f32(f, e), e));
     e = vmulq_f32(e, vrsqrtsq_f32(vmulq_f32(f, e), e));
-    const uint32x4_t r = vreinterpretq_u32_s32(vcvtq_s32_f32(vaddq_f32(vmulq_f32(f, e), vdupq_n_f32(0.5f))));
-    const uint32x4_t t = vmulq_u32(r, r), one = vdupq_n_u32(1);
-    const uint32x4_t up = vandq_u32(vcgtq_u32(n, vaddq_u32(t, r)), one);
-    // n <= t - r, for r of at least 1 (n + r - 1 wraps for n = r = 0, which stays).
-    const uint32x4_t down = vandq_u32(vcgtq_u32(t, vsubq_u32(vaddq_u32(n, r), one)), one);
-    return vminq_u32(vsubq_u32(vaddq_u32(r, up), down), vdupq_n_u32(32767));
+    const int32x4_t estimate = vcvtq_s32_f32(vaddq_f32(vmulq_f32(f, e), vdupq_n_f32(0.5f)));
+    const int32x4_t r = vminq_s32(estimate, vdupq_n_s32(32768)), t = vmulq_s32(r, r), one = vdupq_n_s32(1);
+    const int32x4_t up = vandq_s32(vreinterpretq_s32_u32(vcgtq_s32(n, vaddq_s32(t, r))), one);
+    // n <= t - r, for r of at least 1 (a root of 0 stays).
+    const uint32x4_t over = vandq_u32(vcgeq_s32(t, vaddq_s32(n, r)), vcgtq_s32(r, vdupq_n_s32(0)));
+    const int32x4_t down = vandq_s32(vreinterpretq_s32_u32(over), one);
+    return vminq_s32(vsubq_s32(vaddq_s32(r, up), down), vdupq_n_s32(32767));
 }
 
 // The even and odd 16-bit lanes of v, sign-extended to 32 bits.
 inline int32x4_t evenLanes(int16x8_t v)
 {
-    return vshrq_n_s32(vshlq_n_s32(vreinterpretq_s32_s16(v), 16), 16);
+    return vshrq_n_s32(vreinterpretq_s32_u32(vshlq_n_u32(vreinterpretq_u32_s16(v), 16)), 16);
 }
 
 inline int32x4_t oddLanes(int16x8_t v)
@@ -331,9 +336,9 @@ void magnitudeV(const int16_t* dx, const int16_t* dy, size_t n, int16_t* dst)
     for (; x + 8 <= n; x += 8) {
         const int16x8_t a = vld1q_s16(dx + x), b = vld1q_s16(dy + x);
         const int32x4_t ae = evenLanes(a), ao = oddLanes(a), be = evenLanes(b), bo = oddLanes(b);
-        const uint32x4_t even = roundedRoot(vmulq_s32(ae, ae), vmulq_s32(be, be));
-        const uint32x4_t odd = roundedRoot(vmulq_s32(ao, ao), vmulq_s32(bo, bo));
-        vst1q_s16(dst + x, vreinterpretq_s16_u32(vorrq_u32(even, vshlq_n_u32(odd, 16))));
+        const int32x4_t even = roundedRoot(vmulq_s32(ae, ae), vmulq_s32(be, be));
+        const int32x4_t odd = roundedRoot(vmulq_s32(ao, ao), vmulq_s32(bo, bo));
+        vst1q_s16(dst + x, vreinterpretq_s16_s32(vorrq_s32(even, vshlq_n_s32(odd, 16))));
     }
     ref().magnitudes16(dx + x, dy + x, n - x, dst + x);
 }
