@@ -194,7 +194,8 @@ int crossing(int32_t gx, int32_t gy)
 void suppressRowC(const uint32_t* prev, const uint32_t* cur, const uint32_t* next, const int16_t* gx,
                   const int16_t* gy, size_t n, uint32_t lowPlus, uint32_t highPlus, uint8_t* map)
 {
-    for (size_t x = 0; x < n; ++x) {
+    // Signed positions: the neighbours before x = 0 lie at index -1.
+    for (ptrdiff_t x = 0; x < ptrdiff_t(n); ++x) {
         const uint32_t m = cur[x];
         bool kept = m >= lowPlus;
         if (kept) {
