@@ -319,35 +319,24 @@ int32x4_t roundedRoot(int32x4_t p, int32x4_t q)
     return vminq_s32(vsubq_s32(vaddq_s32(r, up), down), vdupq_n_s32(32767));
 }
 
-// The even and odd 16-bit lanes of v, sign-extended to 32 bits.
-inline int32x4_t evenLanes(int16x8_t v)
+// The lanes of v, each sign-extended to 32 bits, in two halves (without 64-bit registers).
+inline int32x4x2_t widenLanes(int16x8_t v)
 {
-    return vshrq_n_s32(vreinterpretq_s32_u32(vshlq_n_u32(vreinterpretq_u32_s16(v), 16)), 16);
-}
-
-inline int32x4_t oddLanes(int16x8_t v)
-{
-    return vshrq_n_s32(vreinterpretq_s32_s16(v), 16);
+    const int16x8x2_t twice = vzipq_s16(v, v);
+    return {{vshrq_n_s32(vreinterpretq_s32_s16(twice.val[0]), 16), vshrq_n_s32(vreinterpretq_s32_s16(twice.val[1]), 16)}};
 }
 
 void magnitudeV(const int16_t* dx, const int16_t* dy, size_t n, int16_t* dst)
 {
     size_t x = 0;
     for (; x + 8 <= n; x += 8) {
-        const int16x8_t a = vld1q_s16(dx + x), b = vld1q_s16(dy + x);
-        const int32x4_t ae = evenLanes(a), ao = oddLanes(a), be = evenLanes(b), bo = oddLanes(b);
-        const int32x4_t even = roundedRoot(vmulq_s32(ae, ae), vmulq_s32(be, be));
-        const int32x4_t odd = roundedRoot(vmulq_s32(ao, ao), vmulq_s32(bo, bo));
-        vst1q_s16(dst + x, vreinterpretq_s16_s32(vorrq_s32(even, vshlq_n_s32(odd, 16))));
+        const int32x4x2_t a = widenLanes(vld1q_s16(dx + x)), b = widenLanes(vld1q_s16(dy + x));
+        const int32x4_t lo = roundedRoot(vmulq_s32(a.val[0], a.val[0]), vmulq_s32(b.val[0], b.val[0]));
+        const int32x4_t hi = roundedRoot(vmulq_s32(a.val[1], a.val[1]), vmulq_s32(b.val[1], b.val[1]));
+        // Roots fit 16 bits: the low halves of the 32-bit lanes, in order.
+        vst1q_s16(dst + x, vuzpq_s16(vreinterpretq_s16_s32(lo), vreinterpretq_s16_s32(hi)).val[0]);
     }
     ref().magnitudes16(dx + x, dy + x, n - x, dst + x);
-}
-
-// The lanes of v, each sign-extended to 32 bits, in two halves (without 64-bit registers).
-inline int32x4x2_t widenLanes(int16x8_t v)
-{
-    const int16x8x2_t twice = vzipq_s16(v, v);
-    return {{vshrq_n_s32(vreinterpretq_s32_s16(twice.val[0]), 16), vshrq_n_s32(vreinterpretq_s32_s16(twice.val[1]), 16)}};
 }
 
 void normL1V(const int16_t* dx, const int16_t* dy, size_t n, uint32_t* mag)

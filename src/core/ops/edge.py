@@ -8,8 +8,6 @@ family("Edge")
 
 H = "cpu/lumivaEdge.h"
 ROWS = "ilmvEdgeRows{form}()"
-BORDER = BORDER_PARAMS
-BORDER_DOC = BORDER_WORDS
 ZERO_FRAME_DOC = " The one-pixel frame, where the 3x3 window leaves the image, is written as 0."
 GPU_ROW = Gpu(16, ["src", "dst"], "srcWidth % 8 == 0")
 
@@ -156,7 +154,7 @@ edge_op(217, "lmvFilterSobel3x3u8", PLAIN,
         rule=rule_for(U8_OUT), remote=remote_for(U8, U8_OUT), gpu=GPU_ROW, gpu_engine="lmvGpuFilterSobel3x3u8")
 DXDY = [("dx", S16, "dstStride", 1), ("dy", S16, "dstStride", 1)]
 SOBEL_DOC = ("{k}x{k} Sobel derivatives into s16 planes, unnormalised: dx with the derivative taps {d} across and "
-             "the smoothing taps {s} down, dy the transpose.{sat}" + BORDER_DOC)
+             "the smoothing taps {s} down, dy the transpose.{sat}" + BORDER_WORDS)
 for slot, k, d, s, sat in ((409, 3, "[-1 0 1]", "[1 2 1]", ""),
                            (410, 5, "[-1 -2 0 2 1]", "[1 4 6 4 1]", ""),
                            (411, 7, "[-1 -4 -5 0 5 4 1]", "[1 6 15 20 15 6 1]",
@@ -164,7 +162,7 @@ for slot, k, d, s, sat in ((409, 3, "[-1 0 1]", "[1 2 1]", ""),
     remote = (Remote("(uint64_t)srcWidth * srcHeight", 1, [], "srcWidth >= 5 && srcHeight >= 5") if k == 5
               else remote_for(U8, DXDY))
     edge_op(slot, f"lmvFilterSobel{k}x{k}u8s16",
-            [src_of(U8), *sizes(), out_of("dx", S16), out_of("dy", S16), Stride("dstStride"), *BORDER],
+            [src_of(U8), *sizes(), out_of("dx", S16), out_of("dy", S16), Stride("dstStride"), *BORDER_PARAMS],
             SOBEL_DOC.format(k=k, d=d, s=s, sat=sat),
             f"ilmvSobel({ROWS}, {k}, src, srcWidth, srcHeight, srcStride, dx, dy, dstStride, borderType, "
             "borderValue)", ret=STATUS, remote=remote)
@@ -181,12 +179,12 @@ def gradient(slot, name, kind, layout, elem, doc, border=False, src_elem=U8, int
         outs = [out_of("dx", elem, "dxyStride"), out_of("dy", elem, "dxyStride"), Stride("dxyStride")]
         out_rule = [("dx", elem, "dxyStride", 1), ("dy", elem, "dxyStride", 1)]
         out_args = "dx, dy, dxyStride"
-    params = [src_of(src_elem), *sizes(), *outs, *(BORDER if border else [])]
+    params = [src_of(src_elem), *sizes(), *outs, *(BORDER_PARAMS if border else [])]
     edge_border = "false, borderType, borderValue" if border else "true, 0, 0"
     frame = (f"ilmvGradient<{src_elem.ctype}, {elem.ctype}>({ROWS}, ilmvGradientKind::k{kind}, src, srcWidth, "
              f"srcHeight, srcStride, {out_args}, {edge_border})")
     extra = dict(ret=STATUS) if border else dict(rule=rule_for(out_rule, src=src_elem))
-    edge_op(slot, name, params, doc + (BORDER_DOC if border else ZERO_FRAME_DOC), frame,
+    edge_op(slot, name, params, doc + (BORDER_WORDS if border else ZERO_FRAME_DOC), frame,
             remote=None if internal else remote_for(src_elem, out_rule), internal=internal, **extra, **kw)
 
 

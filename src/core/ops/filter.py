@@ -35,8 +35,6 @@ op(212, "lmvFilterGaussian3x3u8",
 # ---- The neighbourhood filters on the shared frame ------------------------------------------
 H = "cpu/lumivaFilter.h"
 ROWS = "ilmvFilterRows{form}()"
-BORDER = BORDER_PARAMS
-BORDER_DOC = BORDER_WORDS
 INTERIOR_DOC = " Only pixels whose whole window lies inside the image are written; the frame keeps what dst held."
 GPU_ROW = Gpu(16, ["src", "dst"], "srcWidth % 8 == 0")
 
@@ -113,9 +111,9 @@ filt(211, "lmvFilterGaussian11x11u8", plain(U8, U8),
      aliases={"width": "srcWidth", "height": "srcHeight"},
      remote=Remote("(uint64_t)srcWidth * srcHeight", 4, ["src", "srcWidth", "dst"], "srcHeight >= 11"),
      gpu=Gpu(16, ["dst", "src"], "srcWidth % 8 == 0"))
-filt(474, "lmvFilterGaussian3x3u8_v3", plain(U8, U8, *BORDER),
+filt(474, "lmvFilterGaussian3x3u8_v3", plain(U8, U8, *BORDER_PARAMS),
      "3x3 Gaussian with border modes: (c(x-1) + 2c(x) + c(x+1)) >> 4 over column sums c = p(y-1) + 2p(y) + "
-     "p(y+1), truncated exactly as lmvFilterGaussian3x3u8's interior." + BORDER_DOC,
+     "p(y+1), truncated exactly as lmvFilterGaussian3x3u8's interior." + BORDER_WORDS,
      "ilmvGaussian3x3Bordered(" + ROWS + ", src, srcWidth, srcHeight, srcStride, dst, dstStride, borderType, "
      "borderValue)", ret=STATUS, remote=remote_for(U8, U8, 8))
 
@@ -126,8 +124,8 @@ for slot, k in ((44, 3), (45, 5), (43, 11)):
          f"ilmvBox({ROWS}, {k}, src, srcWidth, srcHeight, srcStride, dst, dstStride, LUMIVA_BORDER_UNDEFINED, 0)",
          rule=std_rule(U8, U8), remote=remote_for(U8, U8, max(8, k)), gpu=GPU_ROW,
          gpu_engine=f"lmvGpuBoxFilter{k}x{k}u8")
-filt(471, "lmvBoxFilter3x3u8_v2", plain(U8, U8, *BORDER),
-     "Normalised 3x3 box mean, (sum + 4) / 9, with border modes." + BORDER_DOC,
+filt(471, "lmvBoxFilter3x3u8_v2", plain(U8, U8, *BORDER_PARAMS),
+     "Normalised 3x3 box mean, (sum + 4) / 9, with border modes." + BORDER_WORDS,
      "ilmvBox(" + ROWS + ", 3, src, srcWidth, srcHeight, srcStride, dst, dstStride, borderType, borderValue)",
      ret=STATUS, remote=remote_for(U8, U8, 8))
 
@@ -151,8 +149,8 @@ for slot, word, what, dilate in ((209, "Dilate", "Maximum", "true"), (210, "Erod
          f"ilmvMorphology({ROWS}, {dilate}, N, src, srcWidth, srcHeight, srcStride, dst, dstStride, "
          "LUMIVA_BORDER_REPLICATE, 0)",
          rule=std_rule(U8, U8, "(N & 1) && (N < 256)"), remote=remote_for(U8, U8, 8))
-    filt(472 if dilate == "true" else 473, f"lmvFilter{word}3x3u8_v3", plain(U8, U8, *BORDER),
-         f"{what} over the 3x3 window with border modes." + BORDER_DOC,
+    filt(472 if dilate == "true" else 473, f"lmvFilter{word}3x3u8_v3", plain(U8, U8, *BORDER_PARAMS),
+         f"{what} over the 3x3 window with border modes." + BORDER_WORDS,
          f"ilmvMorphology({ROWS}, {dilate}, 3, src, srcWidth, srcHeight, srcStride, dst, dstStride, borderType, "
          "borderValue)", ret=STATUS, remote=remote_for(U8, U8, 8))
 
@@ -166,7 +164,7 @@ filt(216, "lmvFilterMedian3x3u8", plain(U8, U8),
      entries=[no_stride("lmvFilterMedian3x3u8", "src && dst && width && height"),
               Entry("lmvFilterMedian3x3u8_v2", plain(U8, U8), std_rule(U8, U8),
                       ["src", "srcWidth", "srcHeight", "srcStride", "dst", "dstStride"])])
-filt(475, "lmvFilterMedian3x3u8_v3", plain(U8, U8, *BORDER), "3x3 median with border modes." + BORDER_DOC,
+filt(475, "lmvFilterMedian3x3u8_v3", plain(U8, U8, *BORDER_PARAMS), "3x3 median with border modes." + BORDER_WORDS,
      "ilmvMedian3x3(" + ROWS + ", src, srcWidth, srcHeight, srcStride, dst, dstStride, false, borderType, "
      "borderValue)", ret=STATUS,
      remote=Remote(None, 1, [], "(uint64_t)(srcStride ? srcStride : srcWidth) * srcHeight > 25344u && "
@@ -174,8 +172,8 @@ filt(475, "lmvFilterMedian3x3u8_v3", plain(U8, U8, *BORDER), "3x3 median with bo
 filt(467, "lmvFilterMedianMxNs16",
      [src_of(S16), *sizes(), Scalar("M", "uint32_t", ["1", "3", "5"], "window width, odd, at most 255"),
       Scalar("N", "uint32_t", ["1", "3", "5"], "window height, odd, at most 255"), dst_of(S16),
-      Stride("dstStride"), *BORDER],
-     "Median of the M x N window of s16 data (the middle of the M x N sorted values)." + BORDER_DOC +
+      Stride("dstStride"), *BORDER_PARAMS],
+     "Median of the M x N window of s16 data (the middle of the M x N sorted values)." + BORDER_WORDS +
      " The constant is borderValue as an s16 value. Status 3 for an even or larger size.",
      "ilmvMedianMxNs16(src, srcWidth, srcHeight, srcStride, M, N, dst, dstStride, borderType, borderValue)",
      forms="C", ret=STATUS, remote=remote_for(S16, S16, 8))
@@ -263,9 +261,9 @@ for slot, out, word in ((468, S16, "s16"), (469, U8, "u8")):
          [src_of(U8), *sizes(), taps("kernel", "int16_t", "M * N", "the M x N taps, row by row"),
           Scalar("M", "uint32_t", ["1", "3", "5"], "kernel width, odd, at most 255"),
           Scalar("N", "uint32_t", ["1", "3", "7"], "kernel height, odd, at most 255"), SHIFT, dst_of(out), Stride("dstStride"),
-          *BORDER],
+          *BORDER_PARAMS],
          f"M x N convolution of u8 data with s16 taps (the kernel turned by 180 degrees, anchored at its centre), "
-         f"exact sums, rounding right shift, {word} saturation." + BORDER_DOC +
+         f"exact sums, rounding right shift, {word} saturation." + BORDER_WORDS +
          " Status 3 for an even size, a size above 255 or a shift above 62.",
          f"ilmvCorrelateu8<int16_t, {out.ctype}>(" + ROWS + ", src, srcWidth, srcHeight, srcStride, kernel, M, N, "
          "shift, false, true, dst, dstStride, borderType, borderValue)",
@@ -303,9 +301,9 @@ for slot, k in ((29, 5), (30, 7), (31, 9)):
          f"ilmvBilateralSigmaSpace({k}), LUMIVA_BORDER_REPLICATE, 0)",
          rule=std_rule(U8, U8), remote=remote_for(U8, U8, 8),
          **({"gpu": GPU_ROW, "gpu_engine": "lmvGpuBilateralFilter5x5u8"} if k == 5 else {}))
-    filt(slot + 406, f"lmvBilateralFilter{k}x{k}u8_v2", plain(U8, U8, *SIGMAS, *BORDER),
+    filt(slot + 406, f"lmvBilateralFilter{k}x{k}u8_v2", plain(U8, U8, *SIGMAS, *BORDER_PARAMS),
          BILATERAL_DOC.format(k=k) + "Sigmas are the caller's; status 3 for one that is not above 0 or is "
-         "infinite." + BORDER_DOC,
+         "infinite." + BORDER_WORDS,
          f"ilmvBilateral({ROWS}, {k}, src, srcWidth, srcHeight, srcStride, dst, dstStride, sigmaColor, sigmaSpace, "
          "borderType, borderValue)", ret=STATUS, remote=remote_for(U8, U8, 8))
 filt(438, "lmvBilateralFilterRecursiveu8", plain(U8, U8, *SIGMAS),
