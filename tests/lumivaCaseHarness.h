@@ -80,11 +80,12 @@ private:
 template <class T>
 class CaseResult {
 public:
-    explicit CaseResult(T* values) : values_(values) {}
-    T* data(int form = 0) const { return values_ + form; }
+    explicit CaseResult(T* values, size_t count = 1) : values_(values), count_(count) {}
+    T* data(int form = 0) const { return values_ + form * count_; }
 
 private:
     T* values_;
+    size_t count_;
 };
 
 class ilmvCase {
@@ -98,20 +99,23 @@ public:
     uint32_t height() const { return height_; }
 
     // An image of `channels` elements per pixel; wdiv and hdiv of 2 make a chroma plane of
-    // (width + 1) / 2 samples and (height + 1) / 2 rows.
+    // (width + 1) / 2 samples and (height + 1) / 2 rows. An image whose size is not the case's
+    // (a transpose, a doubling) gives its own width and height.
     template <class T>
-    CaseImage<T> input(size_t channels, const char* strideName, bool optional = false, int wdiv = 1, int hdiv = 1)
+    CaseImage<T> input(size_t channels, const char* strideName, bool optional = false, int wdiv = 1, int hdiv = 1,
+                       int64_t width = -1, int64_t height = -1)
     {
         if (optional && coin()) return CaseImage<T>(&placeholder_, false);
-        ilmvBuffer* b = allocate<T>(channels, strideName, false, wdiv, hdiv);
+        ilmvBuffer* b = allocate<T>(channels, strideName, false, wdiv, hdiv, width, height);
         fillRandom<T>(b->base[0], b->size, optional);
         return CaseImage<T>(b, true);
     }
 
     template <class T>
-    CaseImage<T> output(size_t channels, const char* strideName, bool = false, int wdiv = 1, int hdiv = 1)
+    CaseImage<T> output(size_t channels, const char* strideName, bool = false, int wdiv = 1, int hdiv = 1,
+                        int64_t width = -1, int64_t height = -1)
     {
-        ilmvBuffer* b = allocate<T>(channels, strideName, true, wdiv, hdiv);
+        ilmvBuffer* b = allocate<T>(channels, strideName, true, wdiv, hdiv, width, height);
         fillRandom<T>(b->base[0], b->size, false);
         std::memcpy(b->base[1], b->base[0], b->size);
         outputs_.push_back(b);
@@ -165,11 +169,12 @@ public:
     }
 
     template <class T>
-    CaseResult<T> result()
+    CaseResult<T> result(size_t count = 1)
     {
-        results_.emplace_back(2 * sizeof(T), 0xA5);
-        resultSizes_.push_back(sizeof(T));
-        return CaseResult<T>(reinterpret_cast<T*>(results_.back().data()));
+        count = std::max<size_t>(count, 1);
+        results_.emplace_back(2 * count * sizeof(T), 0xA5);
+        resultSizes_.push_back(count * sizeof(T));
+        return CaseResult<T>(reinterpret_cast<T*>(results_.back().data()), count);
     }
 
     template <class R>
@@ -260,10 +265,12 @@ private:
     }
 
     template <class T>
-    ilmvBuffer* allocate(size_t channels, const char* strideName, bool twice, int wdiv, int hdiv)
+    ilmvBuffer* allocate(size_t channels, const char* strideName, bool twice, int wdiv, int hdiv, int64_t ownWidth,
+                         int64_t ownHeight)
     {
         auto b = std::make_unique<ilmvBuffer>();
-        const uint32_t width = (width_ + wdiv - 1) / wdiv, height = (height_ + hdiv - 1) / hdiv;
+        const uint32_t w = ownWidth < 0 ? width_ : uint32_t(ownWidth), h = ownHeight < 0 ? height_ : uint32_t(ownHeight);
+        const uint32_t width = (w + wdiv - 1) / wdiv, height = std::max<uint32_t>((h + hdiv - 1) / hdiv, 1);
         const uint32_t rowBytes = static_cast<uint32_t>(width * channels * sizeof(T));
         b->stride = strideFor(strideName, rowBytes, sizeof(T));
         const size_t offset = unaligned() ? sizeof(T) * (1 + rng_() % 3) : 0;

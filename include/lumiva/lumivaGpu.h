@@ -120,6 +120,43 @@ LMV_EXPORT int lmvGpuImageDiffs16(const int16_t* src1, const int16_t* src2, uint
 LMV_EXPORT int lmvGpuScaleDownBy2Gaussian5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
                                                uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 
+/** lmvTransformAffineClippedu8_v2 on the GPU: "affineClipBL_i" or "affineClipNN_i" per pixel, or with
+ *  dstBorder (a block of its own) "affineClipBL_i_border" / "affineClipNN_i_border" per row.
+ *  Sizes up to 32767; another interpolation is 397. */
+LMV_EXPORT int lmvGpuTransformAffineClippedu8_v2(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                                 uint32_t srcStride, const float32_t* affineMatrix, uint8_t* dst,
+                                                 uint32_t dstWidth, uint32_t dstHeight, uint32_t dstStride,
+                                                 uint32_t* dstBorder, LMV_INTERPOLATION interpolation);
+/** lmvTransformAffineu8_v2 on the GPU (sizes up to 32767). */
+LMV_EXPORT int lmvGpuTransformAffineu8_v2(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                          uint32_t srcStride, const float32_t* affineMatrix, uint8_t* dst,
+                                          uint32_t dstWidth, uint32_t dstHeight, uint32_t dstStride);
+/** lmvTransformAffine8x8u8 on the GPU: patches must be a block; positions, affines and
+ *  patchStatus are read and written on the CPU. */
+LMV_EXPORT int lmvGpuTransformAffine8x8u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                          uint32_t srcStride, const float32_t* positions, const float32_t* affines,
+                                          uint32_t numPatches, uint8_t* patches, int32_t* patchStatus);
+/** lmvWarpPerspectiveu8_v2 and lmv3ChannelWarpPerspectiveu8_v2 on the GPU. The projection is
+ *  taken in double precision: a device without it cannot build the kernels (the call then
+ *  fails and runs on the CPU). Sizes up to 32767. */
+LMV_EXPORT int lmvGpuWarpPerspectiveu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                       uint8_t* dst, uint32_t dstWidth, uint32_t dstHeight, uint32_t dstStride,
+                                       const float32_t* projectionMatrix);
+LMV_EXPORT int lmvGpu3ChannelWarpPerspectiveu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                               uint32_t srcStride, uint8_t* dst, uint32_t dstWidth, uint32_t dstHeight,
+                                               uint32_t dstStride, const float32_t* projectionMatrix);
+/** lmvRemapRGBA8888NNu8 on the GPU: the maps must be blocks too. */
+LMV_EXPORT int lmvGpuRemapRGBA8888NNu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                       uint8_t* dst, uint32_t dstWidth, uint32_t dstHeight, uint32_t dstStride,
+                                       const float32_t* mapX, const float32_t* mapY, uint32_t mapStride);
+/** lmvScaleDownMNu8, lmvScaleDownBy4u8 and lmvScaleUpBy2Gaussian5x5u8 on the GPU. */
+LMV_EXPORT int lmvGpuScaleDownMNu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                   uint8_t* dst, uint32_t dstWidth, uint32_t dstHeight, uint32_t dstStride);
+LMV_EXPORT int lmvGpuScaleDownBy4u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                    uint8_t* dst, uint32_t dstStride);
+LMV_EXPORT int lmvGpuScaleUpBy2Gaussian5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                             uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
+
 /** lmvFilterThresholdu8_v2 on the GPU: dst = 255 where src > threshold, else 0; dst may equal
  *  src. Kernel "Threshold_16" when the width is a multiple of 16 (16 x 8 pixels an item),
  *  "Threshold_2" otherwise (2 x 2); sizes and strides must fit 16 bits; a negative threshold

@@ -47,6 +47,32 @@ enum {
     LUMIVA_NORM_L2 = 1   /**< sqrt(dx^2 + dy^2), compared squared */
 };
 
+/** How a resampling operation reads between source pixels. An integer, so that any value
+ *  can be passed: an operation refuses (status 3, or its assertion) the values it does not take. */
+typedef int32_t LMV_INTERPOLATION;
+enum {
+    LUMIVA_INTERPOLATION_NEAREST = 0,   /**< the nearest source pixel */
+    LUMIVA_INTERPOLATION_BILINEAR = 1,  /**< the 2x2 neighbourhood, weighted by distance */
+    LUMIVA_INTERPOLATION_AREA = 2,      /**< the mean of the source area an output covers */
+    LUMIVA_INTERPOLATION_BICUBIC = 3    /**< the 4x4 neighbourhood under the A = -0.75 cubic */
+};
+
+/** Which way a flip mirrors the image. */
+typedef int32_t LMV_FLIP_DIRECTION;
+enum {
+    LUMIVA_FLIP_HORIZONTAL = 1,  /**< left and right swap */
+    LUMIVA_FLIP_VERTICAL = 2,    /**< top and bottom swap */
+    LUMIVA_FLIP_BOTH = 3         /**< both: a half turn */
+};
+
+/** A clockwise rotation by a quarter turn's multiple. */
+typedef int32_t LMV_ROTATE;
+enum {
+    LUMIVA_ROTATE_90 = 1,
+    LUMIVA_ROTATE_180 = 2,
+    LUMIVA_ROTATE_270 = 3
+};
+
 /** One level of a first-generation pyramid: rows packed, no stride. */
 typedef struct {
     void* ptr;

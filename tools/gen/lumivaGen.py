@@ -440,6 +440,28 @@ def scalar_lines(o, declared=False):
     return lines
 
 
+def own_size(o, img):
+    """The image's own width and height for the case, when they are not the case's: the size
+    expressions with every width and height parameter read as the case's."""
+    sizes = [p for p in o.params if isinstance(p, Size)]
+    plain = {p.name for p in sizes}
+    if img.width in plain and img.height in plain and "idth" in img.width and "eight" in img.height:
+        return ""
+
+    signed = lambda text: f"std::max<int64_t>({case_sizes(o, text, 'int64_t')}, 1)"
+    return f", {signed(img.width)}, {signed(img.height)}"
+
+
+def case_sizes(o, text, cast=""):
+    """A size expression with every width and height parameter read as the case's (converted
+    to `cast` first, when given)."""
+    for p in o.params:
+        if isinstance(p, Size):
+            size = "c.width()" if "idth" in p.name else "c.height()"
+            text = re.sub(rf"\b{p.name}\b", f"{cast}({size})" if cast else size, text)
+    return text
+
+
 def case_for(o, first="C"):
     """One generated test case: the same inputs through two ways of running the operation,
     outputs compared: the C and V forms, or (first="entry") the public entry and the V form."""
@@ -452,7 +474,7 @@ def case_for(o, first="C"):
                 call_args[f].append(f"arr_{p.name}.data()")
         elif isinstance(p, Image):
             kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
-            opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}"
+            opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}{own_size(o, p)}"
             lines.append(f"    auto {p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})" if kind == "output" else f"{p.name}.data()")
@@ -468,6 +490,10 @@ def case_for(o, first="C"):
                 call_args[f].append(p.name)
         elif isinstance(p, ScalarOut):
             lines.append(f"    auto {p.name} = c.result<{p.ctype}>();\n")
+            for f in (0, 1):
+                call_args[f].append(f"{p.name}.data({f})")
+        elif isinstance(p, Points):
+            lines.append(f"    auto {p.name} = c.result<{p.ctype}>({case_sizes(o, p.elements())});\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
     second = {"remote": "X", "gpu": "G"}.get(first, "V" if o.has_form("V") else "C")
@@ -492,7 +518,7 @@ def bad_case(o):
             lines.append(f"    const {p.ctype}* {p.name} = arr_{p.name}.data();\n")
         elif isinstance(p, Image):
             kind = {"in": "input", "out": "output", "inout": "output"}[p.direction]
-            opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}"
+            opt = f", {'true' if p.optional else 'false'}, {p.wdiv}, {p.hdiv}{own_size(o, p)}"
             lines.append(f"    auto img_{p.name} = c.{kind}<{p.elem.ctype}>({p.channels}, \"{p.stride}\"{opt});\n")
             data = f"img_{p.name}.data(0)" if kind == "output" else f"img_{p.name}.data()"
             lines.append(f"    {p.ctype} {p.name} = {data};\n")
@@ -503,6 +529,9 @@ def bad_case(o):
             lines.append(f"    uint32_t {p.name} = img_{owner.name}.stride();\n")
         elif isinstance(p, ScalarOut):
             lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>();\n    {p.ctype}* {p.name} = res_{p.name}.data(0);\n")
+        elif isinstance(p, Points):
+            lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>({case_sizes(o, p.elements())});\n"
+                         f"    {p.ctype}* {p.name} = res_{p.name}.data(0);\n")
         args.append(p.name)
     required = [i for i in o.images() if not i.optional]
     sizes = [p for p in o.params if isinstance(p, Size)]

@@ -4,7 +4,7 @@ the call (no GPU system, buffers not from lmvSharedMemAllocG, a size its kernel 
 returns a non-zero code, which is logged at debug priority, and the SIMD form runs instead.
 """
 
-from lmvdesc import VOID
+from lmvdesc import STATUS, VOID
 
 
 def add_gpu_forms(ops):
@@ -20,11 +20,14 @@ def engine_call(o):
 
 
 def gpu_form(o, signature):
-    # Engines return their own code, so only operations without a result have G forms yet.
-    assert o.ret == VOID, f"{o.name}: a G form for an operation with a result needs its engine to return it"
+    # Engines return their own code: an operation without a result, or a status one (whose
+    # engine refuses what the SIMD form would answer with a status), can have a G form.
+    assert o.ret in (VOID, STATUS), f"{o.name}: a G form for an operation with a result needs its engine to return it"
     args = ", ".join(p.name for p in o.params)
+    done, rest = ("return", f"{o.simd()}({args});") if o.ret == VOID else \
+        ("return LUMIVA_SUCCESS", f"return {o.simd()}({args});")
     return (f"LMV_EXPORT {signature(o, o.name + 'G')}\n{{\n    const int code = {engine_call(o)};\n"
-            f"    if (code == 0)\n        return;\n    ilmvGpuDeclined(\"{o.name}G\", code);\n    {o.simd()}({args});\n}}\n\n")
+            f"    if (code == 0)\n        {done};\n    ilmvGpuDeclined(\"{o.name}G\", code);\n    {rest}\n}}\n\n")
 
 
 def gen_gpu_forms(ops, banner, signature):

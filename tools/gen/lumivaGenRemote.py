@@ -9,6 +9,8 @@ every pointer is followed by its length in elements of its type, scalars pass as
 scalar outputs and the operation's own result are pointers to one element.
 """
 
+import re
+
 from lmvdesc import Image, Points, Scalar, ScalarOut, Size, Stride, STATUS, VOID
 
 REMOTE_FORMS = ["X", "Xa", "Xc", "Xm"]
@@ -36,7 +38,6 @@ def pointee(p):
 
 def u64(expr, names):
     """`expr` with every parameter name widened to 64 bits, so spans cannot wrap."""
-    import re
     return re.sub(r"\b[A-Za-z_]\w*\b", lambda m: f"(uint64_t){m.group(0)}" if m.group(0) in names else m.group(0),
                   expr)
 
@@ -51,8 +52,11 @@ def length_expr(p):
     if isinstance(p, Image):
         size = p.elem.size
         packed = p.zero_stride()
-        per_row = (f"({p.stride} ? {p.stride} : {packed})" if size == 1 else
-                   f"({p.stride} ? {p.stride} / {size} : ({packed}) / {size})")
+        if not re.fullmatch(r"\w+", p.stride):  # a packed image: its stride is the row itself
+            per_row = f"({packed})" if size == 1 else f"({packed}) / {size}"
+        else:
+            per_row = (f"({p.stride} ? {p.stride} : {packed})" if size == 1 else
+                       f"({p.stride} ? {p.stride} / {size} : ({packed}) / {size})")
         return f"(uint32_t)({per_row} * ({image_rows(p)}))"
     return f"(uint32_t)({p.elements()})"
 
@@ -64,6 +68,8 @@ def span_expr(p, names):
         # Typed rows are stepped in whole elements: a stride is read rounded down to one.
         step = p.stride if p.elem.size == 1 else f"{p.stride} / {p.elem.size} * {p.elem.size}"
         stride = f"({p.stride} ? (uint64_t)({step}) : (uint64_t)({u64(p.zero_stride(), names)}))"
+        if not re.fullmatch(r"\w+", p.stride):
+            stride = f"(uint64_t)({u64(p.stride, names)})"
         return (f"ilmvRpcSpan({u64(image_rows(p), names)}, {stride}, "
                 f"{u64(p.row_bytes(), names)})")
     return f"({u64(p.elements(), names)}) * sizeof({p.ctype})"

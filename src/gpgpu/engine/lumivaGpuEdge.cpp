@@ -28,39 +28,6 @@ bool registered(const void* host)
     return entry && entry->buffer;
 }
 
-// A shared block the engine uses for its own data, zero-filled (or `fill`), freed with it.
-class OwnBlock {
-public:
-    explicit OwnBlock(size_t bytes, int fill = 0) : p_(lmvSharedMemAllocG(std::max<size_t>(bytes, 4), 64))
-    {
-        if (p_) std::memset(p_, fill, bytes);
-    }
-    ~OwnBlock() { lmvSharedMemFreeG(p_); }
-    OwnBlock(const OwnBlock&) = delete;
-    OwnBlock& operator=(const OwnBlock&) = delete;
-    template <class T>
-    T* as() const
-    {
-        return static_cast<T*>(p_);
-    }
-
-private:
-    void* p_;
-};
-
-ILMV_GPU_CALL makeCall(const ILMV_GPU_ENGINE& engine, int kernel, std::initializer_list<ILMV_GPU_IMAGE> images,
-                       std::initializer_list<ILMV_GPU_ARG> args, size_t itemsX, size_t itemsY)
-{
-    ILMV_GPU_CALL call = {};
-    call.engine = &engine;
-    call.kernel = kernel;
-    for (const ILMV_GPU_IMAGE& image : images) call.images[call.imageCount++] = image;
-    for (const ILMV_GPU_ARG& arg : args) call.args[call.argCount++] = arg;
-    call.global[0] = itemsX;
-    call.global[1] = itemsY;
-    return call;
-}
-
 // The hysteresis sweeps of one Canny engine until a full pass changes nothing.
 int sweepUntilStable(const ILMV_GPU_CALL& rows, const ILMV_GPU_CALL& columns, uint32_t* flag)
 {
@@ -96,20 +63,20 @@ int cannyCheck(CannyJob* job)
 int voteLinesOnGpu(ilmvLineVotes* job)
 {
     const size_t cells = (size_t(job->numAngle) + 2) * (size_t(job->numRho) + 2);
-    OwnBlock trig(size_t(job->numAngle) * 2 * sizeof(float32_t)), votes(cells * 4), peaks(cells);
+    ilmvGpuBlock trig(size_t(job->numAngle) * 2 * sizeof(float32_t)), votes(cells * 4), peaks(cells);
     if (!trig.as<void>() || !votes.as<void>() || !peaks.as<void>()) return ILMV_GPU_BAD_ARGUMENT;
     std::copy_n(job->sinTab, job->numAngle, trig.as<float32_t>());
     std::copy_n(job->cosTab, job->numAngle, trig.as<float32_t>() + job->numAngle);
     const ILMV_GPU_IMAGE source = {job->src, ilmvGpuSpan(job->h, job->srcStride, job->w)};
     const ILMV_GPU_IMAGE table = {trig.as<void>(), uint64_t(job->numAngle) * 8};
     const ILMV_GPU_IMAGE accumulator = {votes.as<void>(), cells * 4}, marks = {peaks.as<void>(), cells};
-    int code = ilmvGpuRun(makeCall(kHough, ILMV_GPU_K_HoughLineVote, {source, table, accumulator},
+    int code = ilmvGpuRun(ilmvGpuMakeCall(kHough, ILMV_GPU_K_HoughLineVote, {source, table, accumulator},
                                    {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuImageArg(2), ilmvGpuValue(job->w),
                                     ilmvGpuValue(job->h), ilmvGpuValue(job->srcStride), ilmvGpuValue(job->numAngle),
                                     ilmvGpuValue(job->numRho)},
                                    job->w, job->h));
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kHough, ILMV_GPU_K_HoughLinePeaks, {accumulator, marks},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kHough, ILMV_GPU_K_HoughLinePeaks, {accumulator, marks},
                                    {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuValue(job->numAngle),
                                     ilmvGpuValue(job->numRho), ilmvGpuValue(job->threshold)},
                                    job->numRho, job->numAngle));
@@ -122,7 +89,7 @@ int voteLinesOnGpu(ilmvLineVotes* job)
 int voteCirclesOnGpu(ilmvCircleVotes* job)
 {
     const size_t cells = (size_t(job->aw) + 2) * (size_t(job->ah) + 2), edges = std::max<size_t>(job->count, 1);
-    OwnBlock xy(edges * 8), dir(edges * 8), votes(cells * 4), peaks(cells);
+    ilmvGpuBlock xy(edges * 8), dir(edges * 8), votes(cells * 4), peaks(cells);
     if (!xy.as<void>() || !dir.as<void>() || !votes.as<void>() || !peaks.as<void>()) return ILMV_GPU_BAD_ARGUMENT;
     std::copy_n(job->xy, size_t(job->count) * 2, xy.as<uint32_t>());
     std::copy_n(job->dir, size_t(job->count) * 2, dir.as<int32_t>());
@@ -130,7 +97,7 @@ int voteCirclesOnGpu(ilmvCircleVotes* job)
     const ILMV_GPU_IMAGE accumulator = {votes.as<void>(), cells * 4}, marks = {peaks.as<void>(), cells};
     int code = 0;
     if (job->count)
-        code = ilmvGpuRun(makeCall(
+        code = ilmvGpuRun(ilmvGpuMakeCall(
             kHough, ILMV_GPU_K_HoughCircleVote, {points, ways, accumulator},
             {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuImageArg(2), ilmvGpuValue(job->count),
              ilmvGpuValue(job->aw), ilmvGpuValue(job->ah), ilmvGpuValue(uint32_t(uint64_t(job->cell) & 0xFFFFFFFFu)),
@@ -138,7 +105,7 @@ int voteCirclesOnGpu(ilmvCircleVotes* job)
              ilmvGpuValue(job->maxRadius)},
             job->count, 1));
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kHough, ILMV_GPU_K_HoughCirclePeaks, {accumulator, marks},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kHough, ILMV_GPU_K_HoughCirclePeaks, {accumulator, marks},
                                    {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuValue(job->aw),
                                     ilmvGpuValue(job->ah), ilmvGpuValue(job->threshold)},
                                    job->aw, job->ah));
@@ -166,7 +133,7 @@ LMV_EXPORT int lmvGpuFilterThresholdu8(const uint8_t* src, uint32_t width, uint3
     const bool wide = width % 16 == 0;
     const uint32_t stepX = wide ? 16 : 2, stepY = wide ? 8 : 2;
     const uint32_t itemsX = width / stepX, itemsY = height / stepY;
-    ILMV_GPU_CALL call = makeCall(
+    ILMV_GPU_CALL call = ilmvGpuMakeCall(
         kThreshold, wide ? ILMV_GPU_K_Threshold_16 : ILMV_GPU_K_Threshold_2,
         {{src, ilmvGpuSpan(height, srcStride, width)}, {dst, ilmvGpuSpan(height, dstStride, width)}},
         {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuValue16(width), ilmvGpuValue16(height),
@@ -199,7 +166,7 @@ LMV_EXPORT int lmvGpuFilterCanny3x3u8(const uint8_t* src, uint32_t width, uint32
     CannyJob job = {src, width, height, srcStride, dst, dstStride, lowThresh, highThresh};
     if (const int code = cannyCheck(&job)) return code;
     const size_t pixels = size_t(width) * height, padded = (size_t(width) + 2) * (size_t(height) + 2);
-    OwnBlock grad(pixels * 4), mag(padded * 4), map(padded, 1), flag(4);
+    ilmvGpuBlock grad(pixels * 4), mag(padded * 4), map(padded, 1), flag(4);
     if (!grad.as<void>() || !mag.as<void>() || !map.as<void>() || !flag.as<void>()) return ILMV_GPU_BAD_ARGUMENT;
     const ILMV_GPU_IMAGE source = {src, ilmvGpuSpan(height, job.srcStride, width)};
     const ILMV_GPU_IMAGE g = {grad.as<void>(), pixels * 4}, m = {mag.as<void>(), padded * 4};
@@ -207,20 +174,20 @@ LMV_EXPORT int lmvGpuFilterCanny3x3u8(const uint8_t* src, uint32_t width, uint32
     const ILMV_GPU_IMAGE out = {dst, ilmvGpuSpan(height, job.dstStride, width)};
     const ILMV_GPU_ARG a0 = ilmvGpuImageArg(0), a1 = ilmvGpuImageArg(1), a2 = ilmvGpuImageArg(2);
     const ILMV_GPU_ARG w = ilmvGpuValue(width), h = ilmvGpuValue(height);
-    int code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyGradientFCRest, {source, g, m},
+    int code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyGradientFCRest, {source, g, m},
                                    {a0, a1, a2, w, h, ilmvGpuValue(job.srcStride)}, width, height));
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyFindMax, {g, m, e}, {a0, a1, a2, w, h, ilmvGpuValue(job.low)},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyFindMax, {g, m, e}, {a0, a1, a2, w, h, ilmvGpuValue(job.low)},
                                    width, height));
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyLowHigh, {m, e}, {a0, a1, w, h, ilmvGpuValue(job.high)},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyLowHigh, {m, e}, {a0, a1, w, h, ilmvGpuValue(job.high)},
                                    width, height));
     if (code == 0)
-        code = sweepUntilStable(makeCall(kCanny, ILMV_GPU_K_CannyFindEdge, {e, f}, {a0, a1, w, h}, 1, height),
-                                makeCall(kCanny, ILMV_GPU_K_CannyFindEdge2, {e, f}, {a0, a1, w, h}, width, 1),
+        code = sweepUntilStable(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyFindEdge, {e, f}, {a0, a1, w, h}, 1, height),
+                                ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyFindEdge2, {e, f}, {a0, a1, w, h}, width, 1),
                                 flag.as<uint32_t>());
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyFindEdge3, {e, out},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyFindEdge3, {e, out},
                                    {a0, a1, w, h, ilmvGpuValue(job.dstStride)}, width, height));
     return code;
 }
@@ -234,7 +201,7 @@ LMV_EXPORT int lmvGpuFilterCanny3x3u8V2(const uint8_t* src, uint32_t width, uint
     gradStride = ilmvGpuStride(gradStride, uint64_t(width) * 2);
     if (!gx || !gy || gx == gy || gradStride < uint64_t(width) * 2 || gradStride % 2) return ILMV_GPU_BAD_ARGUMENT;
     const size_t padded = (size_t(width) + 2) * (size_t(height) + 2);
-    OwnBlock mag(padded * 4), map(padded, 1), flag(4);
+    ilmvGpuBlock mag(padded * 4), map(padded, 1), flag(4);
     if (!mag.as<void>() || !map.as<void>() || !flag.as<void>()) return ILMV_GPU_BAD_ARGUMENT;
     const uint64_t gradSpan = ilmvGpuSpan(height, gradStride, uint64_t(width) * 2);
     const ILMV_GPU_IMAGE source = {src, ilmvGpuSpan(height, job.srcStride, width)};
@@ -243,19 +210,19 @@ LMV_EXPORT int lmvGpuFilterCanny3x3u8V2(const uint8_t* src, uint32_t width, uint
     const ILMV_GPU_IMAGE out = {dst, ilmvGpuSpan(height, job.dstStride, width)};
     const ILMV_GPU_ARG a0 = ilmvGpuImageArg(0), a1 = ilmvGpuImageArg(1), a2 = ilmvGpuImageArg(2), a3 = ilmvGpuImageArg(3);
     const ILMV_GPU_ARG w = ilmvGpuValue(width), h = ilmvGpuValue(height), gs = ilmvGpuValue(gradStride);
-    int code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyGradientFCRestV2, {source, x, y, m},
+    int code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyGradientFCRestV2, {source, x, y, m},
                                    {a0, a1, a2, a3, w, h, ilmvGpuValue(job.srcStride), gs}, width, height));
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyFindMaxV2, {x, y, m, e},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyFindMaxV2, {x, y, m, e},
                                    {a0, a1, a2, a3, w, h, gs, ilmvGpuValue(job.low), ilmvGpuValue(job.high)}, width,
                                    height));
     if (code == 0)
         code = sweepUntilStable(
-            makeCall(kCanny, ILMV_GPU_K_CannyLowHighV2, {e, f}, {a0, a1, w, h, ilmvGpuValue(0u)}, 1, height),
-            makeCall(kCanny, ILMV_GPU_K_CannyLowHighV2, {e, f}, {a0, a1, w, h, ilmvGpuValue(1u)}, width, 1),
+            ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyLowHighV2, {e, f}, {a0, a1, w, h, ilmvGpuValue(0u)}, 1, height),
+            ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyLowHighV2, {e, f}, {a0, a1, w, h, ilmvGpuValue(1u)}, width, 1),
             flag.as<uint32_t>());
     if (code == 0)
-        code = ilmvGpuRun(makeCall(kCanny, ILMV_GPU_K_CannyFindEdgeV2, {e, out},
+        code = ilmvGpuRun(ilmvGpuMakeCall(kCanny, ILMV_GPU_K_CannyFindEdgeV2, {e, out},
                                    {a0, a1, w, h, ilmvGpuValue(job.dstStride)}, width, height));
     return code;
 }

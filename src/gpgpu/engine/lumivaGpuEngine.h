@@ -7,9 +7,12 @@
 #define LUMIVA_GPU_ENGINE_H
 
 #include "gpgpu/engine/lumivaGpu.h"
+#include "lumiva/lumivaGpu.h"
 #include "lumivaGpuKernelIndex.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 
 // Messages of one engine: its source path and the word its texts name it by
@@ -103,6 +106,39 @@ inline bool ilmvGpuSizesFit(uint32_t width, uint32_t height)
 inline uint32_t ilmvGpuStride(uint32_t stride, uint64_t rowBytes)
 {
     return stride ? stride : static_cast<uint32_t>(rowBytes);
+}
+
+// A shared block the engine uses for its own data, zero-filled (or `fill`), freed with it.
+class ilmvGpuBlock {
+public:
+    explicit ilmvGpuBlock(size_t bytes, int fill = 0) : p_(lmvSharedMemAllocG(std::max<size_t>(bytes, 4), 64))
+    {
+        if (p_) std::memset(p_, fill, bytes);
+    }
+    ~ilmvGpuBlock() { lmvSharedMemFreeG(p_); }
+    ilmvGpuBlock(const ilmvGpuBlock&) = delete;
+    ilmvGpuBlock& operator=(const ilmvGpuBlock&) = delete;
+    template <class T>
+    T* as() const
+    {
+        return static_cast<T*>(p_);
+    }
+
+private:
+    void* p_;
+};
+
+inline ILMV_GPU_CALL ilmvGpuMakeCall(const ILMV_GPU_ENGINE& engine, int kernel, std::initializer_list<ILMV_GPU_IMAGE> images,
+                       std::initializer_list<ILMV_GPU_ARG> args, size_t itemsX, size_t itemsY)
+{
+    ILMV_GPU_CALL call = {};
+    call.engine = &engine;
+    call.kernel = kernel;
+    for (const ILMV_GPU_IMAGE& image : images) call.images[call.imageCount++] = image;
+    for (const ILMV_GPU_ARG& arg : args) call.args[call.argCount++] = arg;
+    call.global[0] = itemsX;
+    call.global[1] = itemsY;
+    return call;
 }
 
 #endif
