@@ -62,8 +62,9 @@ void bilinearC(const uint8_t* src, size_t stride, uint32_t bpp, const int32_t* X
 }
 
 // ---- Bicubic weights: the A = -0.75 cubic at 32 phases, products rounded to 1/32768 and
-// trued so that each table sums to 32768 (the correction goes to the largest or smallest of
-// the four taps at rows and columns 2 and 3).
+// saturated to 16 bits, then trued so that each table sums to 32768: the correction goes to the
+// largest or smallest of the four taps at rows and columns 2 and 3 (at phase 0 the centre tap
+// keeps 32767 and the tap below right gets 1, as the common fixed-point tables have it).
 void cubic1D(float x, float* c)
 {
     const float A = -0.75f;
@@ -86,7 +87,7 @@ struct CubicTables {
     {
         int sum = 0;
         for (int i = 0; i < 4; ++i)
-            for (int j = 0; j < 4; ++j) sum += t[i * 4 + j] = int16_t(std::lrint(vy[i] * vx[j] * 32768.f));
+            for (int j = 0; j < 4; ++j) sum += t[i * 4 + j] = int16_t(std::clamp<long>(std::lrint(vy[i] * vx[j] * 32768.f), -32768, 32767));
         const int diff = sum - 32768;
         if (!diff) return;
         int lo = 2 * 4 + 2, hi = lo;

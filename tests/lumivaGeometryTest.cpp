@@ -1,0 +1,328 @@
+// Geometry and resampling: OpenCV as the oracle over the family (exact where it computes the
+// same fixed point, within 1 where it rounds its own way), the SIMD forms against the
+// reference at real ratios (the generated sweep keeps both sizes equal), properties where
+// OpenCV has no peer (tiles, in-place flips, the method the generic downscale picks), worked
+// values for this library's own choices, and the refusals.
+#include "lumivaKernels.h"
+#include "lumivaTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#ifdef LUMIVA_WITH_OPENCV
+#include <opencv2/imgproc.hpp>
+#endif
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// Noise over a ramp: every fixed-point weight meets distinct neighbours.
+Bytes scene(uint32_t w, uint32_t h, uint32_t channels, uint32_t seed)
+{
+    std::mt19937 rng(seed);
+    Bytes b(size_t(w) * h * channels);
+    for (size_t i = 0; i < b.size(); ++i) b[i] = uint8_t((i / channels % w) * 3 + rng() % 160);
+    return b;
+}
+
+const float kAffine[6] = {0.93f, -0.31f, 9.4f, 0.29f, 0.95f, -6.2f};
+const float kProjection[9] = {1.02f, 0.13f, -4.5f, -0.07f, 0.91f, 6.25f, 0.0011f, -0.0008f, 1.0f};
+
+// Smooth maps with exact halves, a few NaN and far-away positions.
+void maps(uint32_t w, uint32_t h, std::vector<float>& mx, std::vector<float>& my)
+{
+    mx.resize(size_t(w) * h), my.resize(size_t(w) * h);
+    for (uint32_t y = 0; y < h; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+            const size_t i = size_t(y) * w + x;
+            mx[i] = 0.87f * x + 2.5f * std::sin(y * 0.3f) + (x % 7 == 0 ? 0.5f : 0.0f) - 1.0f;
+            my[i] = 0.9f * y + 0.031f * x + (y % 5 == 0 ? 0.5f : 0.0f) - 0.75f;
+        }
+    mx[3] = NAN, my[size_t(w) + 1] = 1e9f;
+}
+
+class GeometryEntries : public TablesTest {};
+
+}  // namespace
+
+#ifdef LUMIVA_WITH_OPENCV
+namespace {
+
+struct Pair {
+    cv::Mat ours, theirs;
+    cv::Mat mask;  // where to compare; empty: everywhere
+};
+
+struct OracleRow {
+    const char* name;
+    int tolerance;
+    std::function<Pair(const cv::Mat& src1, const cv::Mat& src2, const cv::Mat& src4)> run;
+};
+
+cv::Mat filled(int rows, int cols, int type)
+{
+    return cv::Mat(rows, cols, type, cv::Scalar::all(77));
+}
+
+cv::Mat affineOf(const float* m)
+{
+    return (cv::Mat_<double>(2, 3) << m[0], m[1], m[2], m[3], m[4], m[5]);
+}
+
+cv::Mat projectionOf(const float* m)
+{
+    return (cv::Mat_<double>(3, 3) << m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]);
+}
+
+// dst sizes of the warps: a little wider and lower than the source.
+cv::Size warpSize(const cv::Mat& s)
+{
+    return {s.cols + 5, s.rows - 3};
+}
+
+Pair affineRow(const cv::Mat& s, int interpolation, int border, int cvFlags, int cvBorder)
+{
+    const cv::Size d = warpSize(s);
+    Pair p{filled(d.height, d.width, CV_8UC1), filled(d.height, d.width, CV_8UC1), {}};
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvTransformAffineClippedu8_v3(s.data, s.cols, s.rows, s.step, kAffine, p.ours.data,
+                                                             d.width, d.height, p.ours.step, nullptr, interpolation,
+                                                             border, 99));
+    cv::warpAffine(s, p.theirs, affineOf(kAffine), d, cvFlags | cv::WARP_INVERSE_MAP, cvBorder, cv::Scalar::all(99));
+    return p;
+}
+
+Pair perspectiveRow(const cv::Mat& s, int interpolation, int border, int cvFlags, int cvBorder)
+{
+    const cv::Size d = warpSize(s);
+    Pair p{filled(d.height, d.width, CV_8UC1), filled(d.height, d.width, CV_8UC1), {}};
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvWarpPerspectiveu8_v3(s.data, s.cols, s.rows, s.step, p.ours.data, d.width, d.height,
+                                                      p.ours.step, kProjection, interpolation, border, 99));
+    cv::warpPerspective(s, p.theirs, projectionOf(kProjection), d, cvFlags | cv::WARP_INVERSE_MAP, cvBorder,
+                        cv::Scalar::all(99));
+    return p;
+}
+
+using Resize = std::function<void(const cv::Mat& s, cv::Mat& d)>;
+
+Pair resizeRow(const cv::Mat& s, cv::Size d, int cvInterpolation, const Resize& ours)
+{
+    Pair p{filled(d.height, d.width, s.type()), {}, {}};
+    ours(s, p.ours);
+    cv::resize(s, p.theirs, d, 0, 0, cvInterpolation);
+    return p;
+}
+
+Pair remapRow(const cv::Mat& s, int cn, int interpolation, int cvInterpolation, int cvBorder, int border)
+{
+    const cv::Size d = warpSize(s);
+    std::vector<float> mx, my;
+    maps(d.width, d.height, mx, my);
+    cv::Mat mapX(d, CV_32F, mx.data()), mapY(d, CV_32F, my.data());
+    Pair p{filled(d.height, d.width, CV_8UC(cn)), filled(d.height, d.width, CV_8UC(cn)), {}};
+    const uint32_t ms = d.width * 4;
+    if (cn == 4 && interpolation) lmvRemapRGBA8888BLu8(s.data, s.cols, s.rows, s.step, p.ours.data, d.width, d.height, p.ours.step, mx.data(), my.data(), ms);
+    else if (cn == 4) lmvRemapRGBA8888NNu8(s.data, s.cols, s.rows, s.step, p.ours.data, d.width, d.height, p.ours.step, mx.data(), my.data(), ms);
+    else EXPECT_EQ(LUMIVA_SUCCESS, lmvRemapu8_v2(s.data, s.cols, s.rows, s.step, p.ours.data, d.width, d.height, p.ours.step, mx.data(), my.data(), ms, interpolation, border, 99));
+    cv::remap(s, p.theirs, mapX, mapY, cvInterpolation, cvBorder, cv::Scalar::all(99));
+    return p;
+}
+
+std::vector<OracleRow> oracleRows()
+{
+    using namespace cv;
+    const int U = LUMIVA_BORDER_UNDEFINED, C = LUMIVA_BORDER_CONSTANT, R = LUMIVA_BORDER_REPLICATE;
+    std::vector<OracleRow> rows = {
+        {"affine bilinear, unwritten outside", 0, [=](auto& s, auto&, auto&) { return affineRow(s, 1, U, INTER_LINEAR, BORDER_TRANSPARENT); }},
+        {"affine nearest, unwritten outside", 0, [=](auto& s, auto&, auto&) { return affineRow(s, 0, U, INTER_NEAREST, BORDER_TRANSPARENT); }},
+        {"affine bilinear, constant", 0, [=](auto& s, auto&, auto&) { return affineRow(s, 1, C, INTER_LINEAR, BORDER_CONSTANT); }},
+        {"affine nearest, replicate", 0, [=](auto& s, auto&, auto&) { return affineRow(s, 0, R, INTER_NEAREST, BORDER_REPLICATE); }},
+        {"lmvTransformAffineu8_v2 (replicate)", 0, [](auto& s, auto&, auto&) {
+             const cv::Size d = warpSize(s);
+             Pair p{filled(d.height, d.width, CV_8UC1), {}, {}};
+             lmvTransformAffineu8_v2(s.data, s.cols, s.rows, s.step, kAffine, p.ours.data, d.width, d.height, p.ours.step);
+             cv::warpAffine(s, p.theirs, affineOf(kAffine), d, INTER_LINEAR | WARP_INVERSE_MAP, BORDER_REPLICATE);
+             return p;
+         }},
+        {"RGB888 bicubic affine, where the 4x4 lies inside", 0, [](auto&, auto&, auto&) {
+             const Bytes b = scene(61, 45, 3, 9);
+             const cv::Mat s(45, 61, CV_8UC3, const_cast<uint8_t*>(b.data()));
+             const cv::Size d = warpSize(s);
+             Pair p{filled(d.height, d.width, CV_8UC3), filled(d.height, d.width, CV_8UC3), cv::Mat::zeros(d, CV_8UC1)};
+             std::vector<uint32_t> extent(2 * d.height);
+             lmv3ChannelTransformAffineClippedBCu8(s.data, s.cols, s.rows, s.step, kAffine, p.ours.data, d.width, d.height, p.ours.step, extent.data());
+             cv::warpAffine(s, p.theirs, affineOf(kAffine), d, INTER_CUBIC | WARP_INVERSE_MAP, BORDER_TRANSPARENT);
+             for (int y = 0; y < d.height; ++y)
+                 if (extent[2 * y] <= extent[2 * y + 1]) p.mask(cv::Rect(extent[2 * y], y, extent[2 * y + 1] - extent[2 * y] + 1, 1)) = cv::Scalar::all(1);
+             return p;
+         }},
+        {"perspective nearest, unwritten outside", 0, [=](auto& s, auto&, auto&) { return perspectiveRow(s, 0, U, INTER_NEAREST, BORDER_TRANSPARENT); }},
+        {"perspective bilinear, unwritten outside", 0, [=](auto& s, auto&, auto&) { return perspectiveRow(s, 1, U, INTER_LINEAR, BORDER_TRANSPARENT); }},
+        {"perspective bilinear, replicate", 0, [=](auto& s, auto&, auto&) { return perspectiveRow(s, 1, R, INTER_LINEAR, BORDER_REPLICATE); }},
+        {"perspective nearest, constant", 0, [=](auto& s, auto&, auto&) { return perspectiveRow(s, 0, C, INTER_NEAREST, BORDER_CONSTANT); }},
+        {"RGB888 perspective (packed)", 0, [](auto&, auto&, auto&) {
+             const Bytes b = scene(50, 41, 3, 4);
+             const cv::Mat s(41, 50, CV_8UC3, const_cast<uint8_t*>(b.data()));
+             const cv::Size d = warpSize(s);
+             Pair p{filled(d.height, d.width, CV_8UC3), filled(d.height, d.width, CV_8UC3), {}};
+             lmv3ChannelWarpPerspectiveu8(s.data, s.cols, s.rows, p.ours.data, d.width, d.height, kProjection);
+             cv::warpPerspective(s, p.theirs, projectionOf(kProjection), d, INTER_NEAREST | WARP_INVERSE_MAP, BORDER_TRANSPARENT);
+             return p;
+         }},
+        {"remap bilinear, unwritten outside", 0, [=](auto& s, auto&, auto&) { return remapRow(s, 1, 1, INTER_LINEAR, BORDER_TRANSPARENT, U); }},
+        {"remap nearest, replicate", 0, [=](auto& s, auto&, auto&) { return remapRow(s, 1, 0, INTER_NEAREST, BORDER_REPLICATE, R); }},
+        {"remap bilinear, constant", 0, [=](auto& s, auto&, auto&) { return remapRow(s, 1, 1, INTER_LINEAR, BORDER_CONSTANT, C); }},
+        {"RGBA remap bilinear", 0, [=](auto&, auto&, auto& s4) { return remapRow(s4, 4, 1, INTER_LINEAR, BORDER_TRANSPARENT, U); }},
+        {"RGBA remap nearest", 0, [=](auto&, auto&, auto& s4) { return remapRow(s4, 4, 0, INTER_NEAREST, BORDER_TRANSPARENT, U); }},
+        {"8x8 affine patches", 0, [](auto& s, auto&, auto&) {
+             const float pos[4] = {20.3f, 17.8f, 2.0f, 3.5f}, aff[8] = {0.9f, -0.4f, 0.35f, 1.1f, 1.0f, 0.0f, 0.0f, 1.0f};
+             Pair p{cv::Mat(16, 8, CV_8UC1), cv::Mat(16, 8, CV_8UC1), {}};
+             int32_t status[2];
+             lmvTransformAffine8x8u8(s.data, s.cols, s.rows, s.step, pos, aff, 2, p.ours.data, status);
+             EXPECT_EQ(0, status[0]);
+             EXPECT_EQ(1, status[1]);
+             for (int k = 0; k < 2; ++k) {
+                 const double a = aff[4 * k], b = aff[4 * k + 1], c = aff[4 * k + 2], d = aff[4 * k + 3];
+                 const cv::Mat m = (cv::Mat_<double>(2, 3) << a, b, double(pos[2 * k]) - 3.5 * a - 3.5 * b, c, d, double(pos[2 * k + 1]) - 3.5 * c - 3.5 * d);
+                 cv::Mat patch = p.theirs(cv::Rect(0, 8 * k, 8, 8));
+                 cv::warpAffine(s, patch, m, {8, 8}, INTER_LINEAR | WARP_INVERSE_MAP, BORDER_REPLICATE);
+             }
+             return p;
+         }},
+        // Resizing.
+        {"nearest resize down", 0, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 5 / 8, s.rows * 2 / 3}, INTER_NEAREST, [](auto& a, auto& d) { lmvScaleDownNNu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"nearest resize up (lmvScaleu8)", 0, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 3 / 2 + 1, s.rows * 2}, INTER_NEAREST, [](auto& a, auto& d) { lmvScaleu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step, LUMIVA_INTERPOLATION_NEAREST); }); }},
+        {"bilinear resize 0.75", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 3 / 4, s.rows * 3 / 4}, INTER_LINEAR, [](auto& a, auto& d) { lmvScaleDownBLu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"bilinear resize 2.0", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 2, s.rows * 2}, INTER_LINEAR, [](auto& a, auto& d) { lmvScaleu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step, LUMIVA_INTERPOLATION_BILINEAR); }); }},
+        {"area resize, half (exact)", 0, [](auto& s, auto&, auto&) { return resizeRow(s(cv::Rect(0, 0, s.cols / 2 * 2, s.rows / 2 * 2)), {s.cols / 2, s.rows / 2}, INTER_AREA, [](auto& a, auto& d) { lmvScaleDownMNu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"area resize, 0.6", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 3 / 5, s.rows * 3 / 5}, INTER_AREA, [](auto& a, auto& d) { lmvScaleDownMNu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"area resize of CbCr pairs", 1, [](auto&, auto& s2, auto&) { return resizeRow(s2, {s2.cols * 2 / 3, s2.rows / 2}, INTER_AREA, [](auto& a, auto& d) { lmvScaleDownMNInterleaveu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"bicubic resize up", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 7 / 4, s.rows * 3 / 2}, INTER_CUBIC, [](auto& a, auto& d) { lmvScaleUpPolyu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"bicubic resize up of CbCr pairs", 1, [](auto&, auto& s2, auto&) { return resizeRow(s2, {s2.cols * 2, s2.rows * 2}, INTER_CUBIC, [](auto& a, auto& d) { lmvScaleUpPolyInterleaveu8(a.data, a.cols, a.rows, a.step, d.data, d.cols, d.rows, d.step); }); }},
+        {"quarter (truncated against rounded)", 1, [](auto& s, auto&, auto&) { return resizeRow(s(cv::Rect(0, 0, s.cols / 4 * 4, s.rows / 4 * 4)), {s.cols / 4, s.rows / 4}, INTER_AREA, [](auto& a, auto& d) { lmvScaleDownBy4u8(a.data, a.cols, a.rows, a.step, d.data, d.step); }); }},
+        {"two thirds", 1, [](auto& s, auto&, auto&) { return resizeRow(s(cv::Rect(0, 0, s.cols / 3 * 3, s.rows / 3 * 3)), {s.cols / 3 * 2, s.rows / 3 * 2}, INTER_AREA, [](auto& a, auto& d) { lmvScaleDown3To2u8(a.data, a.cols, a.rows, a.step, d.data, d.step); }); }},
+        {"up-sampling 2D", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 2, s.rows * 2}, INTER_LINEAR, [](auto& a, auto& d) { lmvUpsample2Du8(a.data, a.cols, a.rows, a.step, d.data, d.step); }); }},
+        {"up-sampling across", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols * 2, s.rows}, INTER_LINEAR, [](auto& a, auto& d) { lmvUpsampleHorizontalu8(a.data, a.cols, a.rows, a.step, d.data, d.step); }); }},
+        {"up-sampling down", 1, [](auto& s, auto&, auto&) { return resizeRow(s, {s.cols, s.rows * 2}, INTER_LINEAR, [](auto& a, auto& d) { lmvUpsampleVerticalu8(a.data, a.cols, a.rows, a.step, d.data, d.step); }); }},
+        {"up-sampling 2D of CbCr pairs", 1, [](auto&, auto& s2, auto&) { return resizeRow(s2, {s2.cols * 2, s2.rows * 2}, INTER_LINEAR, [](auto& a, auto& d) { lmvUpsample2DInterleavedu8(a.data, a.cols, a.rows, a.step, d.data, d.step); }); }},
+        {"5x5 doubling (pyrUp)", 0, [](auto& s, auto&, auto&) {
+             Pair p{filled(s.rows * 2, s.cols * 2, CV_8UC1), {}, {}};
+             lmvScaleUpBy2Gaussian5x5u8(s.data, s.cols, s.rows, s.step, p.ours.data, p.ours.step);
+             cv::pyrUp(s, p.theirs);
+             return p;
+         }},
+        {"3x3 Gaussian decimation", 0, [](auto& s, auto&, auto&) {
+             Pair p{filled(s.rows / 2, s.cols / 2, CV_8UC1), {}, {}};
+             EXPECT_EQ(LUMIVA_SUCCESS, lmvScaleDownBy2Gaussian3x3u8(s.data, s.cols, s.rows, s.step, p.ours.data, p.ours.step));
+             cv::Mat blurred;
+             cv::GaussianBlur(s, blurred, {3, 3}, 0, 0, BORDER_REPLICATE);
+             cv::resize(blurred(cv::Rect(0, 0, s.cols / 2 * 2, s.rows / 2 * 2)), p.theirs, {s.cols / 2, s.rows / 2}, 0, 0, INTER_NEAREST);
+             return p;
+         }},
+    };
+    // Flips, transposes and rotations, in every direction and element size.
+    for (int d : {1, 2, 3}) {
+        const int code = d == 1 ? 1 : d == 2 ? 0 : -1;
+        rows.push_back({"flip u8", 0, [=](auto& s, auto&, auto&) {
+                            Pair p{filled(s.rows, s.cols, CV_8UC1), {}, {}};
+                            lmvFlipu8(s.data, s.cols, s.rows, s.step, p.ours.data, p.ours.step, d);
+                            cv::flip(s, p.theirs, code);
+                            return p;
+                        }});
+        rows.push_back({"flip u16 (CbCr pairs as u16)", 0, [=](auto&, auto& s2, auto&) {
+                            const cv::Mat s = s2.reshape(0, s2.rows);
+                            cv::Mat s16(s.rows, s.cols, CV_16UC1, s.data, s.step);
+                            Pair p{filled(s.rows, s.cols, CV_16UC1), {}, {}};
+                            lmvFlipu16(reinterpret_cast<const uint16_t*>(s16.data), s16.cols, s16.rows, s16.step, reinterpret_cast<uint16_t*>(p.ours.data), p.ours.step, d);
+                            cv::flip(s16, p.theirs, code);
+                            return p;
+                        }});
+        rows.push_back({"rotate", 0, [=](auto& s, auto&, auto&) {
+                            Pair p{filled(d == 2 ? s.rows : s.cols, d == 2 ? s.cols : s.rows, CV_8UC1), {}, {}};
+                            EXPECT_EQ(LUMIVA_SUCCESS, lmvRotateImageu8(s.data, s.cols, s.rows, s.step, p.ours.data, p.ours.step, d));
+                            cv::rotate(s, p.theirs, d == 1 ? ROTATE_90_CLOCKWISE : d == 2 ? ROTATE_180 : ROTATE_90_COUNTERCLOCKWISE);
+                            return p;
+                        }});
+        rows.push_back({"rotate CbCr pairs", 0, [=](auto&, auto& s2, auto&) {
+                            Pair p{filled(d == 2 ? s2.rows : s2.cols, d == 2 ? s2.cols : s2.rows, CV_8UC2), {}, {}};
+                            EXPECT_EQ(LUMIVA_SUCCESS, lmvRotateImageInterleavedu8(s2.data, s2.cols, s2.rows, s2.step, p.ours.data, p.ours.step, d));
+                            cv::rotate(s2, p.theirs, d == 1 ? ROTATE_90_CLOCKWISE : d == 2 ? ROTATE_180 : ROTATE_90_COUNTERCLOCKWISE);
+                            return p;
+                        }});
+    }
+    rows.push_back({"flip RGB888", 0, [](auto&, auto&, auto&) {
+                        const Bytes b = scene(23, 19, 3, 2);
+                        const cv::Mat s(19, 23, CV_8UC3, const_cast<uint8_t*>(b.data()));
+                        Pair p{filled(19, 23, CV_8UC3), {}, {}};
+                        lmvFlipRGB888u8(s.data, 23, 19, s.step, p.ours.data, p.ours.step, LUMIVA_FLIP_BOTH);
+                        cv::flip(s, p.theirs, -1);
+                        return p;
+                    }});
+    rows.push_back({"transposes", 0, [](auto& s, auto&, auto& s4) {
+                        Pair p{filled(s.cols, s.rows, CV_8UC1), {}, {}};
+                        lmvTransposeu8(s.data, s.cols, s.rows, s.step, p.ours.data, p.ours.step);
+                        cv::transpose(s, p.theirs);
+                        // The same pixels as u16, f32 and RGB888 must move alike.
+                        const cv::Mat s16(s4.rows, s4.cols * 2, CV_16UC1, s4.data, s4.step), s32(s4.rows, s4.cols, CV_32FC1, s4.data, s4.step);
+                        cv::Mat t16(s16.cols, s16.rows, CV_16UC1), t32(s32.cols, s32.rows, CV_32FC1), e16, e32;
+                        lmvTransposeu16(reinterpret_cast<const uint16_t*>(s16.data), s16.cols, s16.rows, s16.step, reinterpret_cast<uint16_t*>(t16.data), t16.step);
+                        lmvTransposef32(reinterpret_cast<const float*>(s32.data), s32.cols, s32.rows, s32.step, reinterpret_cast<float*>(t32.data), t32.step);
+                        cv::transpose(s16, e16);
+                        cv::transpose(s32, e32);
+                        EXPECT_EQ(0, std::memcmp(t16.data, e16.data, t16.total() * 2));
+                        EXPECT_EQ(0, std::memcmp(t32.data, e32.data, t32.total() * 4));
+                        const cv::Mat s3(s4.rows, s4.cols * 4 / 3, CV_8UC3, s4.data, s4.step);
+                        cv::Mat t3(s3.cols, s3.rows, CV_8UC3), e3;
+                        lmvTransposeRGB888u8(s3.data, s3.cols, s3.rows, s3.step, t3.data, t3.step);
+                        cv::transpose(s3, e3);
+                        EXPECT_EQ(0, cv::norm(t3, e3, cv::NORM_INF));
+                        return p;
+                    }});
+    return rows;
+}
+
+TEST_F(GeometryEntries, OpenCvAgreesOverTheFamily)
+{
+    for (auto [w, h] : {std::make_pair(64u, 48u), std::make_pair(37u, 29u)}) {
+        const Bytes b1 = scene(w, h, 1, w), b2 = scene(w, h, 2, h), b4 = scene(w, h, 4, w + h);
+        const cv::Mat s1(h, w, CV_8UC1, const_cast<uint8_t*>(b1.data())), s2(h, w, CV_8UC2, const_cast<uint8_t*>(b2.data()));
+        const cv::Mat s4(h, w, CV_8UC4, const_cast<uint8_t*>(b4.data()));
+        for (const OracleRow& row : oracleRows()) {
+            const Pair p = row.run(s1, s2, s4);
+            ASSERT_EQ(p.ours.size(), p.theirs.size()) << row.name;
+            ASSERT_EQ(p.ours.type(), p.theirs.type()) << row.name;
+            const double worst = p.mask.empty() ? cv::norm(p.ours, p.theirs, cv::NORM_INF)
+                                                : cv::norm(p.ours, p.theirs, cv::NORM_INF, p.mask);
+            EXPECT_LE(worst, row.tolerance) << row.name << " " << w << "x" << h;
+        }
+    }
+}
+
+// The two-plane warp equals the one-plane warps of its planes: the luma with the matrix, the
+// CbCr pairs with the matrix moved to chroma positions.
+TEST_F(GeometryEntries, TwoPlaneWarpFollowsTheLumaMatrixAtHalfScale)
+{
+    const uint32_t w = 64, h = 48;
+    const Bytes y = scene(w, h, 1, 3), c = scene(w / 2, h / 2, 2, 4);
+    cv::Mat dy = filled(h, w, CV_8UC1), dc = filled(h / 2, w / 2, CV_8UC2), ey = dy.clone(), ec = dc.clone();
+    EXPECT_EQ(LUMIVA_SUCCESS, lmv2PlaneWarpPerspectiveu8(y.data(), c.data(), w, h, w, w, dy.data, dc.data, w, h, w, w, kProjection));
+    const cv::Mat H = projectionOf(kProjection);
+    cv::warpPerspective(cv::Mat(h, w, CV_8UC1, const_cast<uint8_t*>(y.data())), ey, H, {int(w), int(h)},
+                        cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_TRANSPARENT);
+    const cv::Mat P = (cv::Mat_<double>(3, 3) << 2, 0, 0.5, 0, 2, 0.5, 0, 0, 1);
+    const cv::Mat Q = (cv::Mat_<double>(3, 3) << 0.5, 0, -0.25, 0, 0.5, -0.25, 0, 0, 1);
+    cv::warpPerspective(cv::Mat(h / 2, w / 2, CV_8UC2, const_cast<uint8_t*>(c.data())), ec, Q * H * P,
+                        {int(w / 2), int(h / 2)}, cv::INTER_LINEAR | cv::WARP_INVERSE_MAP, cv::BORDER_TRANSPARENT);
+    EXPECT_EQ(0, cv::norm(dy, ey, cv::NORM_INF));
+    EXPECT_LE(cv::norm(dc, ec, cv::NORM_INF), 1);  // the chroma matrix is scaled differently, so W rounds apart
+}
+
+}  // namespace
+#endif  // LUMIVA_WITH_OPENCV
