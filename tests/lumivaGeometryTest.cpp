@@ -53,6 +53,147 @@ class GeometryEntries : public TablesTest {};
 
 }  // namespace
 
+// The generated sweep gives source and destination one size; resizing is checked here at
+// real ratios, up and down, in every method and channel count, on odd sizes and padded rows.
+TEST_F(GeometryEntries, SimdResizingGivesTheReferenceBytesAtRealRatios)
+{
+    for (auto [w, h] : {std::make_pair(1u, 1u), std::make_pair(7u, 5u), std::make_pair(33u, 17u), std::make_pair(97u, 31u)})
+        for (auto [dw, dh] : {std::make_pair(w * 3 / 4 + 1, h * 2 / 3 + 1), std::make_pair(2 * w, 2 * h),
+                              std::make_pair(w * 2 + 3, h + 1), std::make_pair((w + 1) / 2, (h + 1) / 2)})
+            for (uint32_t ch : {1u, 2u}) {
+                const uint32_t ss = w * ch + 3, ds = dw * ch + 5;
+                const Bytes src = scene(ss / ch + 1, h, ch, w * dw);
+                for (int mode = 0; mode < 4; ++mode) {
+                    SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + " to " + std::to_string(dw) + "x" +
+                                 std::to_string(dh) + " mode " + std::to_string(mode) + " ch " + std::to_string(ch));
+                    Bytes a(size_t(ds) * dh, 1), b = a;
+                    if (ch == 1) {
+                        EXPECT_EQ(LUMIVA_SUCCESS, lmvScaleu8C(src.data(), w, h, ss, a.data(), dw, dh, ds, mode));
+                        EXPECT_EQ(LUMIVA_SUCCESS, lmvScaleu8V(src.data(), w, h, ss, b.data(), dw, dh, ds, mode));
+                    } else if (mode == 2) {
+                        lmvScaleDownMNInterleaveu8C(src.data(), w, h, ss, a.data(), dw, dh, ds);
+                        lmvScaleDownMNInterleaveu8V(src.data(), w, h, ss, b.data(), dw, dh, ds);
+                    } else if (mode == 3) {
+                        lmvScaleUpPolyInterleaveu8C(src.data(), w, h, ss, a.data(), dw, dh, ds);
+                        lmvScaleUpPolyInterleaveu8V(src.data(), w, h, ss, b.data(), dw, dh, ds);
+                    }
+                    EXPECT_EQ(a, b);
+                }
+            }
+}
+
+// What this library chose where no peer decides: the clipped extent, truncating means,
+// half-up rounding of the up-sampling, tiles equal to the whole frame, flips in place, the
+// method the generic downscale picks, the offset resize as a warp.
+TEST_F(GeometryEntries, WorkedValuesAndPropertiesOfTheLibrarysOwnRules)
+{
+    const uint32_t w = 8, h = 6;
+    const Bytes src = scene(w, h, 1, 7);
+    const float identity[6] = {1, 0, 0, 0, 1, 0}, lifted[6] = {1, 0, 0, 0, 1, 100};
+    Bytes dst(10 * h, 0);
+    std::vector<uint32_t> extent(2 * h);
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvTransformAffineClippedu8_v2(src.data(), w, h, w, identity, dst.data(), 10, h, 10, extent.data(), LUMIVA_INTERPOLATION_BILINEAR));
+    EXPECT_EQ(0u, extent[0]);
+    EXPECT_EQ(w - 2, extent[1]);  // column 7 needs column 8 for its 2x2
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvTransformAffineClippedu8_v2(src.data(), w, h, w, identity, dst.data(), 10, h, 10, extent.data(), LUMIVA_INTERPOLATION_NEAREST));
+    EXPECT_EQ(w - 1, extent[1]);
+    lmvTransformAffineClippedu8(src.data(), w, h, w, lifted, dst.data(), 10, h, 10, extent.data());
+    EXPECT_EQ(10u, extent[0]);  // no column inside: dstWidth, 0
+    EXPECT_EQ(0u, extent[1]);
+
+    // A 4x4 block summing to 17 gives 1; a 3x3 block's corner output weighs 4 2 1 / 2 1 / 9.
+    Bytes block(16, 1), out(1);
+    block[5] = 2;
+    lmvScaleDownBy4u8(block.data(), 4, 4, 4, out.data(), 1);
+    EXPECT_EQ(1, out[0]);
+    const Bytes thirds = {9, 0, 0, 0, 0, 0, 0, 0, 0};
+    Bytes two(4);
+    lmvScaleDown3To2u8(thirds.data(), 3, 3, 3, two.data(), 2);
+    EXPECT_EQ(Bytes({4, 0, 0, 0}), two);  // 9 x 4 / 9 = 4
+    const Bytes ramp = {0, 2};
+    Bytes up(4);
+    lmvUpsampleHorizontalu8(ramp.data(), 2, 1, 2, up.data(), 4);
+    EXPECT_EQ(Bytes({0, 1, 2, 2}), up);  // (0 + 2 + 2) >> 2 rounds the half up
+
+    // Four tiles give the whole frame's bytes and touch nothing else.
+    const uint32_t fw = 37, fh = 23;
+    const Bytes frame = scene(fw, fh, 1, 3);
+    Bytes whole(fw * fh, 9), tiled(fw * fh, 9);
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvWarpPerspectiveu8_v3(frame.data(), fw, fh, fw, whole.data(), fw, fh, fw, kProjection, 1, LUMIVA_BORDER_CONSTANT, 3));
+    for (uint32_t ty : {0u, 11u})
+        for (uint32_t tx : {0u, 20u})
+            EXPECT_EQ(LUMIVA_SUCCESS, lmvWarpPerspectiveu8_v4(frame.data(), fw, fh, fw, tiled.data(), fw, fh, fw, kProjection, 1, LUMIVA_BORDER_CONSTANT, 3, tx, ty, tx ? fw - tx : tx + 20, ty ? fh - ty : 11));
+    EXPECT_EQ(whole, tiled);
+
+    // In place, every direction: the same bytes as into another buffer.
+    for (int d : {1, 2, 3}) {
+        Bytes inPlace = frame, apart(fw * fh);
+        lmvFlipu8(frame.data(), fw, fh, fw, apart.data(), fw, d);
+        lmvFlipu8(inPlace.data(), fw, fh, fw, inPlace.data(), fw, d);
+        EXPECT_EQ(apart, inPlace) << d;
+    }
+
+    // The generic downscale: the truncated 2x2 and 4x4 means at exact halves and quarters.
+    Bytes picked(fw * fh), special(fw * fh);
+    lmvScaleDownu8(frame.data(), 36, 20, fw, picked.data(), 18, 10, 18);
+    lmvScaleDownBy2u8_v2(frame.data(), 36, 20, fw, special.data(), 18);
+    EXPECT_EQ(special, picked);
+    lmvScaleDownu8(frame.data(), 36, 20, fw, picked.data(), 9, 5, 9);
+    lmvScaleDownBy4u8(frame.data(), 36, 20, fw, special.data(), 9);
+    EXPECT_EQ(special, picked);
+    lmvScaleDownu8(frame.data(), fw, fh, fw, picked.data(), 20, 13, 20);
+    lmvScaleDownMNu8(frame.data(), fw, fh, fw, special.data(), 20, 13, 20);
+    EXPECT_EQ(special, picked);
+
+    // The offset resize is the affine warp of its mapping; with area and no offset, lmvScaleu8.
+    Bytes a(20 * 13, 0), b = a;
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvScaleu8_v2(frame.data(), fw, fh, fw, a.data(), 20, 13, 20, LUMIVA_INTERPOLATION_AREA, LUMIVA_BORDER_UNDEFINED, 0, 0, 0));
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvScaleu8(frame.data(), fw, fh, fw, b.data(), 20, 13, 20, LUMIVA_INTERPOLATION_AREA));
+    EXPECT_EQ(a, b);
+    const float sx = 37.0f / 20, sy = 23.0f / 13;
+    const float m[6] = {sx, 0, 0.5f * sx - 0.5f + 1.25f, 0, sy, 0.5f * sy - 0.5f - 2.0f};
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvScaleu8_v2(frame.data(), fw, fh, fw, a.data(), 20, 13, 20, LUMIVA_INTERPOLATION_BILINEAR, LUMIVA_BORDER_REPLICATE, 0, 1.25f, -2.0f));
+    EXPECT_EQ(LUMIVA_SUCCESS, lmvTransformAffineClippedu8_v3(frame.data(), fw, fh, fw, m, b.data(), 20, 13, 20, nullptr, LUMIVA_INTERPOLATION_BILINEAR, LUMIVA_BORDER_REPLICATE, 0));
+    EXPECT_EQ(a, b);
+}
+
+// Status generations refuse unknown methods, borders, rotations and tiles with status 3 and
+// write nothing; older entries log their rule.
+TEST_F(GeometryEntries, RefusalsWriteNothing)
+{
+    const uint32_t w = 12, h = 9;
+    const Bytes src = scene(w, h, 1, 5);
+    Bytes dst(w * h * 2, 0x5A);
+    uint32_t extent[18];
+    std::vector<float> mx(w * h, 1.0f), my(w * h, 1.0f);
+    const std::vector<std::function<LMV_STATUS()>> refused = {
+        [&] { return lmvTransformAffineClippedu8_v2(src.data(), w, h, 0, kAffine, dst.data(), w, h, 0, extent, LUMIVA_INTERPOLATION_AREA); },
+        [&] { return lmvTransformAffineClippedu8_v3(src.data(), w, h, 0, kAffine, dst.data(), w, h, 0, nullptr, 1, 3, 0); },
+        [&] { return lmvWarpPerspectiveu8_v3(src.data(), w, h, 0, dst.data(), w, h, 0, kProjection, LUMIVA_INTERPOLATION_BICUBIC, 0, 0); },
+        [&] { return lmvWarpPerspectiveu8_v4(src.data(), w, h, 0, dst.data(), w, h, 0, kProjection, 1, 0, 0, 4, 4, 9, 2); },
+        [&] { return lmvWarpPerspectiveu8_v4(src.data(), w, h, 0, dst.data(), w, h, 0, kProjection, 1, 0, 0, 0, 0, 0, 2); },
+        [&] { return lmvRemapu8_v2(src.data(), w, h, 0, dst.data(), w, h, 0, mx.data(), my.data(), 0, 5, 0, 0); },
+        [&] { return lmvScaleu8(src.data(), w, h, 0, dst.data(), 5, 4, 0, 4); },
+        [&] { return lmvScaleu8_v2(src.data(), w, h, 0, dst.data(), 5, 4, 0, LUMIVA_INTERPOLATION_AREA, 0, 0, 0.5f, 0); },
+        [&] { return lmvScaleu8_v2(src.data(), w, h, 0, dst.data(), 5, 4, 0, 1, 7, 0, 0, 0); },
+        [&] { return lmvRotateImageu8(src.data(), w, h, 0, dst.data(), 0, 0); },
+        [&] { return lmvRotateImageInterleavedu8(src.data(), w / 2, h, 0, dst.data(), 0, 4); },
+        [&] { return lmvRotateImageu8(src.data(), w, h, 0, dst.data(), h - 1, LUMIVA_ROTATE_90); },
+    };
+    for (size_t i = 0; i < refused.size(); ++i) {
+        EXPECT_EQ(LUMIVA_BAD_PARAMS, refused[i]()) << i;
+        EXPECT_EQ(Bytes(w * h * 2, 0x5A), dst) << i;
+    }
+    LogCapture log;
+    lmvFlipu8(src.data(), w, h, 0, dst.data(), 0, 0);
+    lmvRemapu8(src.data(), w, h, 0, dst.data(), w, h, 0, mx.data(), my.data(), 0, LUMIVA_INTERPOLATION_BICUBIC);
+    lmvScaleDownBLu8(src.data(), w, h, 0, dst.data(), w + 1, h, 0);
+    lmvScaleUpPolyu8(src.data(), w, h, 0, dst.data(), w - 1, h, 0);
+    EXPECT_EQ(Bytes(w * h * 2, 0x5A), dst);
+    EXPECT_EQ(4u, log.lines().size());
+    EXPECT_TRUE(log.contains("lumiva_lib_log", "Assertion failed @lmvFlipu8: src && dst && srcWidth && srcHeight && (srcStride >= srcWidth) && (dstStride >= srcWidth) && (direction >= 1) && (direction <= 3)\n"));
+}
+
 #ifdef LUMIVA_WITH_OPENCV
 namespace {
 
