@@ -36,19 +36,6 @@ Bytes scene(uint32_t w, uint32_t h, uint32_t channels, uint32_t seed)
 const float kAffine[6] = {0.93f, -0.31f, 9.4f, 0.29f, 0.95f, -6.2f};
 const float kProjection[9] = {1.02f, 0.13f, -4.5f, -0.07f, 0.91f, 6.25f, 0.0011f, -0.0008f, 1.0f};
 
-// Smooth maps with exact halves, a few NaN and far-away positions.
-void maps(uint32_t w, uint32_t h, std::vector<float>& mx, std::vector<float>& my)
-{
-    mx.resize(size_t(w) * h), my.resize(size_t(w) * h);
-    for (uint32_t y = 0; y < h; ++y)
-        for (uint32_t x = 0; x < w; ++x) {
-            const size_t i = size_t(y) * w + x;
-            mx[i] = 0.87f * x + 2.5f * std::sin(y * 0.3f) + (x % 7 == 0 ? 0.5f : 0.0f) - 1.0f;
-            my[i] = 0.9f * y + 0.031f * x + (y % 5 == 0 ? 0.5f : 0.0f) - 0.75f;
-        }
-    mx[3] = NAN, my[size_t(w) + 1] = 1e9f;
-}
-
 class GeometryEntries : public TablesTest {};
 
 }  // namespace
@@ -196,6 +183,20 @@ TEST_F(GeometryEntries, RefusalsWriteNothing)
 
 #ifdef LUMIVA_WITH_OPENCV
 namespace {
+
+// Smooth maps with exact halves, a few NaN and far-away positions.
+void maps(uint32_t w, uint32_t h, std::vector<float>& mx, std::vector<float>& my)
+{
+    mx.resize(size_t(w) * h), my.resize(size_t(w) * h);
+    for (uint32_t y = 0; y < h; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+            const size_t i = size_t(y) * w + x;
+            mx[i] = 0.87f * x + 2.5f * std::sin(y * 0.3f) + (x % 7 == 0 ? 0.5f : 0.0f) - 1.0f;
+            my[i] = 0.9f * y + 0.031f * x + (y % 5 == 0 ? 0.5f : 0.0f) - 0.75f;
+        }
+    mx[3] = NAN, my[size_t(w) + 1] = 1e9f;
+}
+
 
 struct Pair {
     cv::Mat ours, theirs;

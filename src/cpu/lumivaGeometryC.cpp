@@ -23,16 +23,29 @@ int64_t roundToInt(double v)
     return int64_t(std::clamp(v, double(std::numeric_limits<int32_t>::min()), double(std::numeric_limits<int32_t>::max())));
 }
 
-// Coordinates saturate to 16-bit pixel positions; the phase stays.
-int32_t saturateWhole(int64_t X)
+// Coordinates saturate to 16-bit pixel positions: whole pixels to -32768 .. 32767, 1/32
+// pixels to the same range of whole parts (beyond it every sample lies outside any image the
+// library takes, or repeats one edge pixel, so the phase there never shows).
+constexpr int64_t kLowest = -32768, kHighest = 32767;
+
+inline int32_t saturateWhole(int64_t X)
 {
-    return int32_t(std::clamp<int64_t>(X, -32768, 32767));
+    return int32_t(X < kLowest ? kLowest : X > kHighest ? kHighest : X);
 }
 
-int32_t saturateFixed(int64_t X)
+inline int32_t saturateFixed(int64_t X)
 {
-    const int64_t whole = std::clamp<int64_t>(X >> kBits, -32768, 32767);
-    return int32_t(whole * kSteps + (X & (kSteps - 1)));
+    constexpr int64_t lo = kLowest * kSteps, hi = kHighest * kSteps + kSteps - 1;
+    return int32_t(X < lo ? lo : X > hi ? hi : X);
+}
+
+// Half to even of a float already scaled, saturated as roundToInt does.
+inline int64_t roundFloat(float v)
+{
+    if (!(v == v)) return std::numeric_limits<int32_t>::min();
+    if (v > 2147483520.f) return std::numeric_limits<int32_t>::max();
+    if (v < -2147483648.f) return std::numeric_limits<int32_t>::min();
+    return int64_t(std::nearbyint(v));
 }
 
 void nearestC(const uint8_t* src, size_t stride, uint32_t bpp, const int32_t* X, const int32_t* Y, size_t n,
@@ -217,10 +230,13 @@ void ilmvAffineMapping::row(uint32_t y, uint32_t x, uint32_t n, int32_t* X, int3
     int32_t rowX, rowY;
     rowTerms(y, rowX, rowY);
     const int64_t X0 = int64_t(rowX) + half(), Y0 = int64_t(rowY) + half();
-    for (uint32_t i = 0; i < n; ++i) {
-        const int64_t sx = (X0 + dx[x + i]) >> shift(), sy = (Y0 + dy[x + i]) >> shift();
-        X[i] = whole ? saturateWhole(sx) : saturateFixed(sx);
-        Y[i] = whole ? saturateWhole(sy) : saturateFixed(sy);
+    const int s = shift();
+    const int32_t* cx = dx.data() + x;
+    const int32_t* cy = dy.data() + x;
+    if (whole) {
+        for (uint32_t i = 0; i < n; ++i) X[i] = saturateWhole((X0 + cx[i]) >> s), Y[i] = saturateWhole((Y0 + cy[i]) >> s);
+    } else {
+        for (uint32_t i = 0; i < n; ++i) X[i] = saturateFixed((X0 + cx[i]) >> s), Y[i] = saturateFixed((Y0 + cy[i]) >> s);
     }
 }
 
@@ -238,15 +254,17 @@ void ilmvPerspectiveMapping::row(uint32_t y, uint32_t x, uint32_t n, int32_t* X,
 {
     const double unit = whole ? 1.0 : double(kSteps);
     const double lo = std::numeric_limits<int32_t>::min(), hi = std::numeric_limits<int32_t>::max();
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t c = x + i, b = c - c % block, k = c - b;
+    for (uint32_t i = 0; i < n;) {
+        const uint32_t c = x + i, b = c - c % block, end = std::min(n, i + (b + block - c));
         const double X0 = m[0] * b + m[1] * y + m[2], Y0 = m[3] * b + m[4] * y + m[5], W0 = m[6] * b + m[7] * y + m[8];
-        double W = W0 + m[6] * k;
-        W = W != 0 ? unit / W : 0;
-        const double fX = std::max(lo, std::min(hi, (X0 + m[0] * k) * W));
-        const double fY = std::max(lo, std::min(hi, (Y0 + m[3] * k) * W));
-        X[i] = whole ? saturateWhole(roundToInt(fX)) : saturateFixed(roundToInt(fX));
-        Y[i] = whole ? saturateWhole(roundToInt(fY)) : saturateFixed(roundToInt(fY));
+        for (uint32_t k = c - b; i < end; ++i, ++k) {
+            double W = W0 + m[6] * k;
+            W = W != 0 ? unit / W : 0;
+            const double fX = std::max(lo, std::min(hi, (X0 + m[0] * k) * W));
+            const double fY = std::max(lo, std::min(hi, (Y0 + m[3] * k) * W));
+            X[i] = whole ? saturateWhole(roundToInt(fX)) : saturateFixed(roundToInt(fX));
+            Y[i] = whole ? saturateWhole(roundToInt(fY)) : saturateFixed(roundToInt(fY));
+        }
     }
 }
 
@@ -257,7 +275,7 @@ void ilmvMapMapping::row(uint32_t y, uint32_t x, uint32_t n, int32_t* X, int32_t
     const float32_t* ry = reinterpret_cast<const float32_t*>(reinterpret_cast<const uint8_t*>(my) + size_t(y) * stride);
     const float32_t unit = whole ? 1.f : float32_t(kSteps);
     for (uint32_t i = 0; i < n; ++i) {
-        const int64_t sx = roundToInt(double(rx[x + i] * unit)), sy = roundToInt(double(ry[x + i] * unit));
+        const int64_t sx = roundFloat(rx[x + i] * unit), sy = roundFloat(ry[x + i] * unit);
         X[i] = whole ? saturateWhole(sx) : saturateFixed(sx);
         Y[i] = whole ? saturateWhole(sy) : saturateFixed(sy);
     }

@@ -125,11 +125,17 @@ void bilinearV(const uint8_t* src, size_t stride, uint32_t bpp, const int32_t* X
     size_t i = 0;
     const uint16x8_t steps = vdupq_n_u16(32);
     for (; i + 8 <= n; i += 8) {
-        uint8_t p00[8], p01[8], p10[8], p11[8];
+        // Each row pair of neighbours is one 16-bit load; the bytes part again in the registers.
+        uint16_t top[8], bottom[8];
         for (int k = 0; k < 8; ++k) {
             const uint8_t* p = src + size_t(Y[i + k] >> 5) * stride + size_t(X[i + k] >> 5);
-            p00[k] = p[0], p01[k] = p[1], p10[k] = p[stride], p11[k] = p[stride + 1];
+            std::memcpy(&top[k], p, 2);
+            std::memcpy(&bottom[k], p + stride, 2);
         }
+        const uint8x8x2_t t = vuzp_u8(vget_low_u8(vreinterpretq_u8_u16(vld1q_u16(top))),
+                                      vget_high_u8(vreinterpretq_u8_u16(vld1q_u16(top))));
+        const uint8x8x2_t b = vuzp_u8(vget_low_u8(vreinterpretq_u8_u16(vld1q_u16(bottom))),
+                                      vget_high_u8(vreinterpretq_u8_u16(vld1q_u16(bottom))));
         const int32x4_t x0 = vld1q_s32(X + i), x1 = vld1q_s32(X + i + 4);
         const int32x4_t y0 = vld1q_s32(Y + i), y1 = vld1q_s32(Y + i + 4);
         const uint16x8_t fx = vandq_u16(vcombine_u16(vmovn_u32(vreinterpretq_u32_s32(x0)), vmovn_u32(vreinterpretq_u32_s32(x1))),
@@ -137,15 +143,44 @@ void bilinearV(const uint8_t* src, size_t stride, uint32_t bpp, const int32_t* X
         const uint16x8_t fy = vandq_u16(vcombine_u16(vmovn_u32(vreinterpretq_u32_s32(y0)), vmovn_u32(vreinterpretq_u32_s32(y1))),
                                         vdupq_n_u16(31));
         const uint16x8_t gx = vsubq_u16(steps, fx), gy = vsubq_u16(steps, fy);
-        const uint16x8_t top = vmlaq_u16(vmulq_u16(vmovl_u8(vld1_u8(p00)), gx), vmovl_u8(vld1_u8(p01)), fx);
-        const uint16x8_t bottom = vmlaq_u16(vmulq_u16(vmovl_u8(vld1_u8(p10)), gx), vmovl_u8(vld1_u8(p11)), fx);
-        const uint32x4_t lo = vmlal_u16(vmull_u16(vget_low_u16(top), vget_low_u16(gy)), vget_low_u16(bottom),
+        const uint16x8_t upper = vmlaq_u16(vmulq_u16(vmovl_u8(t.val[0]), gx), vmovl_u8(t.val[1]), fx);
+        const uint16x8_t lower = vmlaq_u16(vmulq_u16(vmovl_u8(b.val[0]), gx), vmovl_u8(b.val[1]), fx);
+        const uint32x4_t lo = vmlal_u16(vmull_u16(vget_low_u16(upper), vget_low_u16(gy)), vget_low_u16(lower),
                                         vget_low_u16(fy));
-        const uint32x4_t hi = vmlal_u16(vmull_u16(vget_high_u16(top), vget_high_u16(gy)), vget_high_u16(bottom),
+        const uint32x4_t hi = vmlal_u16(vmull_u16(vget_high_u16(upper), vget_high_u16(gy)), vget_high_u16(lower),
                                         vget_high_u16(fy));
         vst1_u8(dst + i, vmovn_u16(vcombine_u16(vrshrn_n_u32(lo, 10), vrshrn_n_u32(hi, 10))));
     }
     ref().bilinear(src, stride, bpp, X + i, Y + i, n - i, dst + i);
+}
+
+// ---- The resampler's horizontal pass ----------------------------------------------------------
+// Two taps on grey rows, 8 outputs a step where each output's taps are neighbours (one 16-bit
+// load); groups that meet the clamped edge, and every other shape, run the reference.
+void horizontalV(const uint8_t* row, uint32_t ch, const int32_t* at, const int16_t* w, uint32_t K, size_t count,
+                 int32_t* out)
+{
+    if (ch != 1 || K != 2) return ref().horizontal(row, ch, at, w, K, count, out);
+    size_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        uint16_t pairs[8];
+        bool adjacent = true;
+        for (int k = 0; k < 8; ++k) adjacent = adjacent && at[2 * (i + k) + 1] == at[2 * (i + k)] + 1;
+        if (!adjacent) {
+            ref().horizontal(row, ch, at + 2 * i, w + 2 * i, K, 8, out + i);
+            continue;
+        }
+        for (int k = 0; k < 8; ++k) std::memcpy(&pairs[k], row + at[2 * (i + k)], 2);
+        const uint8x16_t bytes = vreinterpretq_u8_u16(vld1q_u16(pairs));
+        const uint8x8x2_t p = vuzp_u8(vget_low_u8(bytes), vget_high_u8(bytes));
+        const int16x8x2_t wt = vld2q_s16(w + 2 * i);
+        const int16x8_t a = vreinterpretq_s16_u16(vmovl_u8(p.val[0])), b = vreinterpretq_s16_u16(vmovl_u8(p.val[1]));
+        vst1q_s32(out + i, vmlal_s16(vmull_s16(vget_low_s16(a), vget_low_s16(wt.val[0])), vget_low_s16(b),
+                                     vget_low_s16(wt.val[1])));
+        vst1q_s32(out + i + 4, vmlal_s16(vmull_s16(vget_high_s16(a), vget_high_s16(wt.val[0])), vget_high_s16(b),
+                                         vget_high_s16(wt.val[1])));
+    }
+    ref().horizontal(row, ch, at + 2 * i, w + 2 * i, K, count - i, out + i);
 }
 
 // ---- The resampler's vertical pass ------------------------------------------------------------
@@ -270,6 +305,7 @@ ilmvGeometryRows simdRows()
 {
     ilmvGeometryRows rows = ilmvGeometryRowsC();
     rows.bilinear = bilinearV;
+    rows.horizontal = horizontalV;
     rows.vertical = verticalV;
     rows.reverse = reverseV;
     rows.transpose8x8 = transpose8x8V;
