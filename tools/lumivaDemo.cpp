@@ -279,6 +279,30 @@ ToolImage edgesPicture(std::vector<Step>& steps, const std::vector<uint8_t>& blu
     return picture;
 }
 
+// The geometry picture: the grey frame turned a quarter clockwise, warped by a keystone
+// (bilinear, black outside) and halved (bilinear), top-aligned side by side.
+ToolImage geometryPicture(std::vector<Step>& steps, const std::vector<uint8_t>& grey, uint32_t w, uint32_t h, uint32_t k)
+{
+    std::vector<uint8_t> turned(size_t(w) * h), warped(size_t(w) * h), halved(size_t(w / 2) * (h / 2));
+    const float keystone[9] = {1.0f, 0.18f, -0.09f * h, 0.02f, 1.1f, -0.05f * h, 0.0f, 0.35f / h, 0.9f};
+    timed(steps, "rotate, warp and resize", [&] {
+        lmvRotateImageu8(grey.data(), w, h, 0, turned.data(), 0, LUMIVA_ROTATE_90);
+        lmvWarpPerspectiveu8_v3(grey.data(), w, h, 0, warped.data(), w, h, 0, keystone, LUMIVA_INTERPOLATION_BILINEAR,
+                                LUMIVA_BORDER_CONSTANT, 0);
+        lmvScaleu8(grey.data(), w, h, 0, halved.data(), w / 2, h / 2, 0, LUMIVA_INTERPOLATION_BILINEAR);
+    });
+    const uint32_t gap = 4, width = h + w + w / 2 + 2 * gap, height = std::max(w, h);
+    ToolImage canvas{width, height, 1, std::vector<uint8_t>(size_t(width) * height, 255)};
+    auto place = [&](const std::vector<uint8_t>& panel, uint32_t pw, uint32_t ph, uint32_t x0) {
+        for (uint32_t y = 0; y < ph; ++y)
+            std::memcpy(&canvas.pixels[size_t(y) * width + x0], &panel[size_t(y) * pw], pw);
+    };
+    place(turned, h, w, 0);
+    place(warped, w, h, h + gap);
+    place(halved, w / 2, h / 2, h + w + 2 * gap);
+    return enlarged(canvas, k);
+}
+
 bool inObject(double x, double y, double objX, double objY, double margin)
 {
     return x >= objX - margin && y >= objY - margin && x < objX + kObjSide + margin && y < objY + kObjSide + margin;
@@ -343,6 +367,7 @@ DemoResult runDemo(const DemoOptions& options)
     const ToolImage strip = builtIn ? filterStrip(steps, greyA, w, h, kObjX + kObjSide / 2, kObjY + kObjSide / 2)
                                     : filterStrip(steps, greyA, w, h, w / 2, h / 2);
     const ToolImage edgeLines = edgesPicture(steps, blurA, w, h, pictureFactor(w, h), &result);
+    const ToolImage geometry = geometryPicture(steps, greyA, w, h, pictureFactor(w, h));
     const int levels = levelsFor(w, h);
     std::vector<lmvPyramidLevel_v2> pyrA(levels), pyrB(levels);
     timed(steps, "pyramids", [&] {
@@ -421,7 +446,7 @@ DemoResult runDemo(const DemoOptions& options)
     std::filesystem::create_directories(options.output, ignored);
     const std::pair<const char*, const ToolImage*> pictures[] = {
         {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}, {"filters.png", &strip},
-        {"edges.png", &edgeLines}};
+        {"edges.png", &edgeLines}, {"geometry.png", &geometry}};
     const ToolImage bigMask = enlarged(mask, k);
     for (const auto& [name, img] : pictures) {
         const std::string path = options.output + "/" + name;
