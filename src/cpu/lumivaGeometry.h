@@ -171,6 +171,9 @@ bool ilmvRotate(const ilmvGeometryRows& rows, const ilmvSource& src, uint8_t* ds
 void ilmvCopy(const uint8_t* src, uint32_t widthBytes, uint32_t height, uint32_t srcStride, uint8_t* dst,
               uint32_t dstStride);
 
+// The four taps of the A = -0.75 cubic at phase x in [0, 1), in float and in one order.
+void ilmvCubicCoefficients(float x, float* c);
+
 // The bicubic weights of a 1/32 phase pair: 16 values in 1/32768 that sum to 32768.
 const int16_t* ilmvCubicWeights(uint32_t fx, uint32_t fy);
 

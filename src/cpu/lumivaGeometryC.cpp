@@ -78,7 +78,9 @@ void bilinearC(const uint8_t* src, size_t stride, uint32_t bpp, const int32_t* X
 // saturated to 16 bits, then trued so that each table sums to 32768: the correction goes to the
 // largest or smallest of the four taps at rows and columns 2 and 3 (at phase 0 the centre tap
 // keeps 32767 and the tap below right gets 1, as the common fixed-point tables have it).
-void cubic1D(float x, float* c)
+}  // namespace
+
+void ilmvCubicCoefficients(float x, float* c)
 {
     const float A = -0.75f;
     c[0] = ((A * (x + 1) - 5 * A) * (x + 1) + 8 * A) * (x + 1) - 4 * A;
@@ -87,12 +89,14 @@ void cubic1D(float x, float* c)
     c[3] = 1.f - c[0] - c[1] - c[2];
 }
 
+namespace {
+
 struct CubicTables {
     int16_t w[kSteps * kSteps][16];
     CubicTables()
     {
         float one[kSteps][4];
-        for (int i = 0; i < kSteps; ++i) cubic1D(float(i) * (1.f / kSteps), one[i]);
+        for (int i = 0; i < kSteps; ++i) ilmvCubicCoefficients(float(i) * (1.f / kSteps), one[i]);
         for (int fy = 0; fy < kSteps; ++fy)
             for (int fx = 0; fx < kSteps; ++fx) fill(one[fy], one[fx], w[fy * kSteps + fx]);
     }

@@ -132,15 +132,6 @@ Axis bilinearAxis(uint32_t from, uint32_t to)
     return a;
 }
 
-void cubic1D(float x, float* c)
-{
-    const float A = -0.75f;
-    c[0] = ((A * (x + 1) - 5 * A) * (x + 1) + 8 * A) * (x + 1) - 4 * A;
-    c[1] = ((A + 2) * x - (A + 3)) * x * x + 1;
-    c[2] = ((A + 2) * (1 - x) - (A + 3)) * (1 - x) * (1 - x) + 1;
-    c[3] = 1.f - c[0] - c[1] - c[2];
-}
-
 Axis cubicAxis(uint32_t from, uint32_t to)
 {
     Axis a;
@@ -150,7 +141,7 @@ Axis cubicAxis(uint32_t from, uint32_t to)
         const int64_t s = int64_t(std::floor(f));
         f -= float(s);
         float c[4];
-        cubic1D(f, c);
+        ilmvCubicCoefficients(f, c);
         for (int k = 0; k < 4; ++k) {
             a.at[4 * i + k] = clampIndex(s - 1 + k, from);
             a.w[4 * i + k] = int16_t(std::lrint(c[k] * 2048.f));
