@@ -3,6 +3,7 @@
 // reference at real ratios (the generated sweep keeps both sizes equal), properties where
 // OpenCV has no peer (tiles, in-place flips, the method the generic downscale picks), worked
 // values for this library's own choices, and the refusals.
+#include "cpu/lumivaGeometry.h"
 #include "lumivaKernels.h"
 #include "lumivaTestSupport.h"
 
@@ -67,6 +68,50 @@ TEST_F(GeometryEntries, SimdResizingGivesTheReferenceBytesAtRealRatios)
                     EXPECT_EQ(a, b);
                 }
             }
+}
+
+// Warps and remaps whose samples mostly land inside, so the vector sampler's runs of eight
+// meet the frame's edges and border rules in every combination; odd sizes, padded rows.
+TEST_F(GeometryEntries, SimdWarpsGiveTheReferenceBytesOnRealMotions)
+{
+    for (auto [w, h] : {std::make_pair(131u, 67u), std::make_pair(9u, 40u)}) {
+        const uint32_t ss = w * 4 + 5, dw = w + 7, dh = h - 2, ds = dw * 4 + 3;
+        const Bytes src = scene(ss, h, 1, w);
+        std::vector<float> mx(size_t(dw) * dh), my(mx.size());
+        for (size_t i = 0; i < mx.size(); ++i)
+            mx[i] = float(i % dw) * 0.93f + 0.25f * float(i % 5), my[i] = float(i / dw) * 1.07f - 0.5f * float(i % 3);
+        for (int interpolation : {0, 1})
+            for (int border : {LUMIVA_BORDER_UNDEFINED, LUMIVA_BORDER_CONSTANT, LUMIVA_BORDER_REPLICATE}) {
+                SCOPED_TRACE(std::to_string(w) + " interpolation " + std::to_string(interpolation) + " border " + std::to_string(border));
+                const std::vector<std::function<void(bool, uint8_t*, uint32_t*)>> calls = {
+                    [&](bool v, uint8_t* d, uint32_t* e) { (v ? lmvTransformAffineClippedu8_v3V : lmvTransformAffineClippedu8_v3C)(src.data(), w, h, ss, kAffine, d, dw, dh, ds, e, interpolation, border, 17); },
+                    [&](bool v, uint8_t* d, uint32_t*) { (v ? lmvWarpPerspectiveu8_v3V : lmvWarpPerspectiveu8_v3C)(src.data(), w, h, ss, d, dw, dh, ds, kProjection, interpolation, border, 17); },
+                    [&](bool v, uint8_t* d, uint32_t*) { (v ? lmvRemapu8_v2V : lmvRemapu8_v2C)(src.data(), w, h, ss, d, dw, dh, ds, mx.data(), my.data(), 4 * dw, interpolation, border, 17); },
+                    [&](bool v, uint8_t* d, uint32_t*) { (v ? lmvRemapRGBA8888BLu8V : lmvRemapRGBA8888BLu8C)(src.data(), w, h, ss, d, dw, dh, ds, mx.data(), my.data(), 4 * dw); },
+                    [&](bool v, uint8_t* d, uint32_t*) { (v ? lmv3ChannelTransformAffineClippedBCu8V : lmv3ChannelTransformAffineClippedBCu8C)(src.data(), w, h, ss, kAffine, d, dw, dh, ds, nullptr); },
+                };
+                for (size_t k = 0; k < calls.size(); ++k) {
+                    Bytes a(size_t(ds) * dh, 5), b = a;
+                    std::vector<uint32_t> ea(2 * dh, 1), eb = ea;
+                    calls[k](false, a.data(), ea.data());
+                    calls[k](true, b.data(), eb.data());
+                    EXPECT_EQ(a, b) << k;
+                    EXPECT_EQ(ea, eb) << k;
+                }
+            }
+    }
+}
+
+// Every bicubic table sums to 32768, so a flat image stays flat at every phase.
+TEST_F(GeometryEntries, BicubicTablesSumToOne)
+{
+    for (uint32_t fy = 0; fy < 32; ++fy)
+        for (uint32_t fx = 0; fx < 32; ++fx) {
+            const int16_t* w = ilmvCubicWeights(fx, fy);
+            int sum = 0;
+            for (int k = 0; k < 16; ++k) sum += w[k];
+            EXPECT_EQ(32768, sum) << fx << " " << fy;
+        }
 }
 
 // What this library chose where no peer decides: the clipped extent, truncating means,

@@ -25,6 +25,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <set>
 #include <thread>
@@ -965,6 +966,75 @@ TEST_F(Gpu, TheThresholdEngineChoosesItsKernelAndWorkSize)
     EXPECT_TRUE(logged(log, "Failed to unmap filter threshold mem obj."));
     EXPECT_TRUE(logged(log, "Failed to setup threshold kernel argments 4."));
     EXPECT_TRUE(logged(log, "src/gpgpu/engine/vskGpuThreshold"));
+}
+
+// The geometry engines at sizes whose destination differs from the source: each against the
+// reference form from the same starting bytes (unwritten pixels must stay), the clipped
+// extent from the row kernels, patch status from the host, and the refusals.
+TEST_F(Gpu, GeometryEnginesGiveTheReferenceBytesAtRealSizes)
+{
+    REQUIRE_GPU();
+    const float affine[6] = {0.93f, -0.31f, 9.4f, 0.29f, 0.95f, -6.2f};
+    const float projection[9] = {1.02f, 0.13f, -4.5f, -0.07f, 0.91f, 6.25f, 0.0011f, -0.0008f, 1.0f};
+    const uint64_t before = ilmvGpuStats().engineRuns;
+    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{40, 24}, {37, 19}}) {
+        SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
+        Blocks b;
+        const uint32_t dw = w + 5, dh = h - 3, ds = dw + 3;
+        const uint8_t* src = b.make(size_t(w) * h * 4, w);
+        uint8_t* dst = b.make(size_t(ds) * dh * 4, 3);
+        auto* extent = reinterpret_cast<uint32_t*>(b.make(8 * dh, 0));
+        auto same = [&](const std::function<void(uint8_t*, uint32_t*)>& ours, const std::function<int()>& engine,
+                        size_t bytes) -> std::vector<uint32_t> {
+            std::vector<uint8_t> expected(dst, dst + bytes);
+            std::vector<uint32_t> expectedExtent(2 * dh);
+            ours(expected.data(), expectedExtent.data());
+            EXPECT_EQ(0, engine());
+            EXPECT_EQ(0, std::memcmp(expected.data(), dst, bytes));
+            return expectedExtent;
+        };
+        for (int interpolation : {LUMIVA_INTERPOLATION_NEAREST, LUMIVA_INTERPOLATION_BILINEAR}) {
+            const auto e = same([&](uint8_t* d, uint32_t* x) { lmvTransformAffineClippedu8_v2C(src, w, h, w, affine, d, dw, dh, ds, x, interpolation); },
+                                [&] { return lmvGpuTransformAffineClippedu8_v2(src, w, h, w, affine, dst, dw, dh, ds, extent, interpolation); },
+                                size_t(ds) * dh);
+            EXPECT_EQ(0, std::memcmp(e.data(), extent, 8 * dh));
+            same([&](uint8_t* d, uint32_t*) { lmvTransformAffineClippedu8_v2C(src, w, h, w, affine, d, dw, dh, ds, nullptr, interpolation); },
+                 [&] { return lmvGpuTransformAffineClippedu8_v2(src, w, h, w, affine, dst, dw, dh, ds, nullptr, interpolation); },
+                 size_t(ds) * dh);
+        }
+        same([&](uint8_t* d, uint32_t*) { lmvTransformAffineu8_v2C(src, w, h, w, affine, d, dw, dh, ds); },
+             [&] { return lmvGpuTransformAffineu8_v2(src, w, h, w, affine, dst, dw, dh, ds); }, size_t(ds) * dh);
+        same([&](uint8_t* d, uint32_t*) { lmvWarpPerspectiveu8_v2C(src, w, h, w, d, dw, dh, ds, projection); },
+             [&] { return lmvGpuWarpPerspectiveu8(src, w, h, w, dst, dw, dh, ds, projection); }, size_t(ds) * dh);
+        same([&](uint8_t* d, uint32_t*) { lmv3ChannelWarpPerspectiveu8_v2C(src, w, h, 3 * w, d, dw, dh, 3 * ds, projection); },
+             [&] { return lmvGpu3ChannelWarpPerspectiveu8(src, w, h, 3 * w, dst, dw, dh, 3 * ds, projection); },
+             size_t(3 * ds) * dh);
+        same([&](uint8_t* d, uint32_t*) { lmvScaleDownMNu8C(src, w, h, w, d, w * 3 / 5, h * 2 / 3, ds); },
+             [&] { return lmvGpuScaleDownMNu8(src, w, h, w, dst, w * 3 / 5, h * 2 / 3, ds); }, size_t(ds) * (h * 2 / 3));
+        same([&](uint8_t* d, uint32_t*) { lmvScaleDownBy4u8C(src, w, h, w, d, ds); },
+             [&] { return lmvGpuScaleDownBy4u8(src, w, h, w, dst, ds); }, size_t(ds) * (h / 4));
+        same([&](uint8_t* d, uint32_t*) { lmvScaleUpBy2Gaussian5x5u8C(src, dw / 2, dh / 2, w, d, ds); },
+             [&] { return lmvGpuScaleUpBy2Gaussian5x5u8(src, dw / 2, dh / 2, w, dst, ds); }, size_t(ds) * dh);
+        auto* mapX = reinterpret_cast<float*>(b.make(size_t(dw) * dh * 4, 0));
+        auto* mapY = reinterpret_cast<float*>(b.make(size_t(dw) * dh * 4, 0));
+        for (uint32_t i = 0; i < dw * dh; ++i) mapX[i] = float(i % dw) * 0.9f + 0.5f * (i % 3), mapY[i] = float(i / dw) * 1.1f - 1.0f;
+        same([&](uint8_t* d, uint32_t*) { lmvRemapRGBA8888NNu8C(src, w, h, 4 * w, d, dw, dh, 4 * ds, mapX, mapY, 4 * dw); },
+             [&] { return lmvGpuRemapRGBA8888NNu8(src, w, h, 4 * w, dst, dw, dh, 4 * ds, mapX, mapY, 4 * dw); },
+             size_t(4 * ds) * dh);
+        const float positions[6] = {20.3f, 11.8f, 1.0f, 2.5f, 30.0f, 9.25f};
+        const float patchAffines[12] = {0.9f, -0.4f, 0.35f, 1.1f, 1, 0, 0, 1, 1.5f, 0.2f, -0.1f, 0.8f};
+        int32_t status[3], expectedStatus[3];
+        same([&](uint8_t* d, uint32_t*) { lmvTransformAffine8x8u8C(src, w, h, w, positions, patchAffines, 3, d, expectedStatus); },
+             [&] { return lmvGpuTransformAffine8x8u8(src, w, h, w, positions, patchAffines, 3, dst, status); }, 192);
+        EXPECT_EQ(0, std::memcmp(expectedStatus, status, sizeof status));
+        // Refusals: an unknown interpolation, memory that is not a block; nothing written.
+        std::vector<uint8_t> untouched(dst, dst + size_t(ds) * dh), own(size_t(ds) * dh, 7);
+        EXPECT_EQ(397, lmvGpuTransformAffineClippedu8_v2(src, w, h, w, affine, dst, dw, dh, ds, nullptr, LUMIVA_INTERPOLATION_AREA));
+        EXPECT_EQ(396, lmvGpuWarpPerspectiveu8(src, w, h, w, own.data(), dw, dh, ds, projection));
+        EXPECT_EQ(0, std::memcmp(untouched.data(), dst, untouched.size()));
+        EXPECT_EQ(std::vector<uint8_t>(size_t(ds) * dh, 7), own);
+    }
+    EXPECT_EQ(before + 2 * 12, ilmvGpuStats().engineRuns);
 }
 
 }  // namespace
