@@ -81,7 +81,7 @@ template <class T>
 class CaseResult {
 public:
     explicit CaseResult(T* values, size_t count = 1) : values_(values), count_(count) {}
-    T* data(int form = 0) const { return values_ + form * count_; }
+    T* data(int form = 0) const { return values_ ? values_ + form * count_ : nullptr; }
 
 private:
     T* values_;
@@ -169,8 +169,9 @@ public:
     }
 
     template <class T>
-    CaseResult<T> result(size_t count = 1)
+    CaseResult<T> result(size_t count = 1, bool optional = false)
     {
+        if (optional && coin()) return CaseResult<T>(nullptr, count);  // an optional output left out
         count = std::max<size_t>(count, 1);
         results_.emplace_back(2 * count * sizeof(T), 0xA5);
         resultSizes_.push_back(count * sizeof(T));

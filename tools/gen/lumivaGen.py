@@ -493,7 +493,8 @@ def case_for(o, first="C"):
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
         elif isinstance(p, Points):
-            lines.append(f"    auto {p.name} = c.result<{p.ctype}>({case_sizes(o, p.elements())});\n")
+            optional = ", true" if p.optional else ""
+            lines.append(f"    auto {p.name} = c.result<{p.ctype}>({case_sizes(o, p.elements())}{optional});\n")
             for f in (0, 1):
                 call_args[f].append(f"{p.name}.data({f})")
     second = {"remote": "X", "gpu": "G"}.get(first, "V" if o.has_form("V") else "C")
@@ -530,7 +531,8 @@ def bad_case(o):
         elif isinstance(p, ScalarOut):
             lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>();\n    {p.ctype}* {p.name} = res_{p.name}.data(0);\n")
         elif isinstance(p, Points):
-            lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>({case_sizes(o, p.elements())});\n"
+            optional = ", true" if p.optional else ""
+            lines.append(f"    auto res_{p.name} = c.result<{p.ctype}>({case_sizes(o, p.elements())}{optional});\n"
                          f"    {p.ctype}* {p.name} = res_{p.name}.data(0);\n")
         args.append(p.name)
     required = [i for i in o.images() if not i.optional]
