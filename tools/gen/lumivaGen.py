@@ -171,10 +171,12 @@ DIRECTION = {"in": "in", "out": "out", "inout": "in, out"}
 def param_doc(p):
     """What the parameter means, and for a pointer how much memory it must reach."""
     if isinstance(p, Image):
-        what = {"in": "source", "out": "destination", "inout": "image written in place"}[p.direction]
+        what = {"in": "source", "out": "destination", "inout": "destination"}[p.direction]
         chans = f", {p.channels} interleaved channels" if p.channels > 1 else ""
         opt = "; may be null" if p.optional else ""
         extra = f"; {p.doc}" if p.doc else ""
+        if p.direction == "inout":
+            extra = "; read and written" + extra
         if p.elem.size > 1:  # typed rows are read with typed loads
             extra += f"; the pointer and the stride are multiples of {p.elem.size}"
         return (f"[{DIRECTION[p.direction]}] {what} image of {p.elem.suffix} elements{chans}, {p.dims()} pixels, "

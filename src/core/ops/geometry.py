@@ -35,7 +35,9 @@ def src_of(ch=1, elem=U8):
 
 def dst_sized(ch=1, direction="inout"):
     """The destination of a warp is read as well: pixels it does not write keep their values."""
-    return [Image("dst", U8, "dstWidth", "dstHeight", "dstStride", channels=ch, direction=direction), Size("dstWidth"),
+    keep = "pixels the call does not write keep their values" if direction == "inout" else ""
+    return [Image("dst", U8, "dstWidth", "dstHeight", "dstStride", channels=ch, direction=direction, doc=keep),
+            Size("dstWidth"),
             Size("dstHeight"), Stride("dstStride")]
 
 
@@ -68,7 +70,8 @@ def src_in(ch=1):
 
 
 def dst_in(ch=1, w="dstWidth", h="dstHeight", direction="out"):
-    return Image("dst", U8, w, h, "dstStride", channels=ch, direction=direction)
+    keep = "pixels the call does not write keep their values" if direction == "inout" else ""
+    return Image("dst", U8, w, h, "dstStride", channels=ch, direction=direction, doc=keep)
 
 
 def remote(ch=1, w="dstWidth", h="dstHeight", extra=(), direction="inout"):
