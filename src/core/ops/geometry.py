@@ -254,7 +254,7 @@ RESIZE_WORDS = {
                 "the image, weights (1 - f) and f rounded to 1/2048 per axis, the two passes' product rounded half "
                 "up once (at exactly half size, the rounded 2x2 mean)",
     "area": "the area-weighted mean of the source pixels each output covers, in exact integer weights, rounded half "
-            "up (sizes whose ratio in lowest terms has a part above 32767 are beyond its weights)",
+            "up (exact while each size over the gcd of the source and destination sizes of its axis stays below 32768)",
     "cubic": "bicubic (the A = -0.75 cubic) with centres aligned, 4 taps per axis with edge pixels repeated, weights "
              "rounded to 1/2048, the result rounded once and clamped",
 }
