@@ -97,6 +97,7 @@ struct ilmvAffineMapping : ilmvMapping {
     double m[6];
     bool whole;
     std::vector<int32_t> dx, dy;  // the column terms, rint(m0 x 1024) and rint(m3 x 1024)
+    int64_t reach = 0;            // the largest magnitude among them
 };
 
 struct ilmvPerspectiveMapping : ilmvMapping {

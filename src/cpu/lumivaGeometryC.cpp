@@ -28,14 +28,16 @@ int64_t roundToInt(double v)
 // library takes, or repeats one edge pixel, so the phase there never shows).
 constexpr int64_t kLowest = -32768, kHighest = 32767;
 
-inline int32_t saturateWhole(int64_t X)
+template <class T>
+inline int32_t saturateWhole(T X)
 {
-    return int32_t(X < kLowest ? kLowest : X > kHighest ? kHighest : X);
+    return int32_t(X < T(kLowest) ? T(kLowest) : X > T(kHighest) ? T(kHighest) : X);
 }
 
-inline int32_t saturateFixed(int64_t X)
+template <class T>
+inline int32_t saturateFixed(T X)
 {
-    constexpr int64_t lo = kLowest * kSteps, hi = kHighest * kSteps + kSteps - 1;
+    constexpr T lo = T(kLowest * kSteps), hi = T(kHighest * kSteps + kSteps - 1);
     return int32_t(X < lo ? lo : X > hi ? hi : X);
 }
 
@@ -218,6 +220,7 @@ ilmvAffineMapping::ilmvAffineMapping(const double matrix[6], ilmvSampler sampler
     for (uint32_t x = 0; x < width; ++x) {
         dx[x] = int32_t(roundToInt(m[0] * x * 1024));
         dy[x] = int32_t(roundToInt(m[3] * x * 1024));
+        reach = std::max({reach, std::abs(int64_t(dx[x])), std::abs(int64_t(dy[x]))});
     }
 }
 
@@ -229,19 +232,34 @@ void ilmvAffineMapping::rowTerms(uint32_t y, int32_t& X0, int32_t& Y0) const
     Y0 = int32_t(roundToInt((m[4] * y + m[5]) * 1024));
 }
 
+namespace {
+
+// X = saturate((row + column) >> shift) over a row; T is wide enough for every sum.
+template <class T>
+void affineRow(T X0, T Y0, const int32_t* cx, const int32_t* cy, uint32_t n, int shift, bool whole, int32_t* X,
+               int32_t* Y)
+{
+    if (whole) {
+        for (uint32_t i = 0; i < n; ++i) X[i] = saturateWhole((X0 + cx[i]) >> shift), Y[i] = saturateWhole((Y0 + cy[i]) >> shift);
+    } else {
+        for (uint32_t i = 0; i < n; ++i) X[i] = saturateFixed((X0 + cx[i]) >> shift), Y[i] = saturateFixed((Y0 + cy[i]) >> shift);
+    }
+}
+
+}  // namespace
+
+// Sums of terms below 2^30 fit 32 bits exactly, and 32-bit lanes go twice as far: the same
+// values either way.
 void ilmvAffineMapping::row(uint32_t y, uint32_t x, uint32_t n, int32_t* X, int32_t* Y) const
 {
     int32_t rowX, rowY;
     rowTerms(y, rowX, rowY);
     const int64_t X0 = int64_t(rowX) + half(), Y0 = int64_t(rowY) + half();
-    const int s = shift();
-    const int32_t* cx = dx.data() + x;
-    const int32_t* cy = dy.data() + x;
-    if (whole) {
-        for (uint32_t i = 0; i < n; ++i) X[i] = saturateWhole((X0 + cx[i]) >> s), Y[i] = saturateWhole((Y0 + cy[i]) >> s);
-    } else {
-        for (uint32_t i = 0; i < n; ++i) X[i] = saturateFixed((X0 + cx[i]) >> s), Y[i] = saturateFixed((Y0 + cy[i]) >> s);
-    }
+    constexpr int64_t kNarrow = int64_t(1) << 30;
+    if (reach < kNarrow && std::abs(X0) < kNarrow && std::abs(Y0) < kNarrow)
+        affineRow<int32_t>(int32_t(X0), int32_t(Y0), dx.data() + x, dy.data() + x, n, shift(), whole, X, Y);
+    else
+        affineRow<int64_t>(X0, Y0, dx.data() + x, dy.data() + x, n, shift(), whole, X, Y);
 }
 
 ilmvPerspectiveMapping::ilmvPerspectiveMapping(const double matrix[9], ilmvSampler sampler, uint32_t dstWidth,
