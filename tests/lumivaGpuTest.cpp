@@ -264,11 +264,11 @@ TEST_F(Gpu, CreationFromTheCacheIsQuickAndASecondCreationRebuildsNothing)
     REQUIRE_GPU();
     lmvGpuDestroySystem();
     ilmvGpuForgetBinaries();  // from the directory, as a new process would
-    const auto start = std::chrono::steady_clock::now();
+    // Quick means nothing compiled: every program comes from the cache (the time itself is the
+    // benchmarks' business, and a loaded machine under a sanitizer makes any bound flaky).
     ASSERT_EQ(0, lmvGpuCreateSystem(1));
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    EXPECT_LT(seconds, 0.5);
     EXPECT_EQ(ILMV_GPU_KERNELS, ilmvGpuStats().programsFromCache);
+    EXPECT_EQ(0, ilmvGpuStats().programsCompiled);
     const cl_context context = ilmvGpuSystem()->context;
     EXPECT_EQ(0, lmvGpuCreateSystem(1));
     EXPECT_EQ(context, ilmvGpuSystem()->context);
