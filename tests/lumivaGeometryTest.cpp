@@ -74,7 +74,8 @@ TEST_F(GeometryEntries, SimdResizingGivesTheReferenceBytesAtRealRatios)
 // meet the frame's edges and border rules in every combination; odd sizes, padded rows.
 TEST_F(GeometryEntries, SimdWarpsGiveTheReferenceBytesOnRealMotions)
 {
-    for (auto [w, h] : {std::make_pair(131u, 67u), std::make_pair(9u, 40u)}) {
+    for (const auto& size : {std::make_pair(131u, 67u), std::make_pair(9u, 40u)}) {
+        const uint32_t w = size.first, h = size.second;
         const uint32_t ss = w * 4 + 5, dw = w + 7, dh = h - 2, ds = dw * 4 + 3;
         const Bytes src = scene(ss, h, 1, w);
         std::vector<float> mx(size_t(dw) * dh), my(mx.size());
@@ -477,7 +478,8 @@ std::vector<OracleRow> oracleRows()
 
 TEST_F(GeometryEntries, OpenCvAgreesOverTheFamily)
 {
-    for (auto [w, h] : {std::make_pair(64u, 48u), std::make_pair(37u, 29u)}) {
+    for (const auto& size : {std::make_pair(64u, 48u), std::make_pair(37u, 29u)}) {
+        const uint32_t w = size.first, h = size.second;
         const Bytes b1 = scene(w, h, 1, w), b2 = scene(w, h, 2, h), b4 = scene(w, h, 4, w + h);
         const cv::Mat s1(h, w, CV_8UC1, const_cast<uint8_t*>(b1.data())), s2(h, w, CV_8UC2, const_cast<uint8_t*>(b2.data()));
         const cv::Mat s4(h, w, CV_8UC4, const_cast<uint8_t*>(b4.data()));

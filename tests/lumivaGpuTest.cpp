@@ -481,7 +481,8 @@ TEST_F(Gpu, ConversionsOfWholeFramesGiveTheReferenceBytes)
     REQUIRE_GPU();
     const uint64_t before = ilmvGpuStats().engineRuns;
     int runs = 0;
-    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{16, 16}, {40, 24}, {37, 19}, {64, 48}}) {
+    for (const auto& size : {std::pair<uint32_t, uint32_t>{16, 16}, {40, 24}, {37, 19}, {64, 48}}) {
+        const uint32_t w = size.first, h = size.second;
         SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
         Blocks b;
         const size_t pixels = size_t(w) * h;
@@ -529,7 +530,8 @@ TEST_F(Gpu, FilterEnginesWithoutASlotGiveTheReferenceBytes)
 {
     REQUIRE_GPU();
     const int16_t taps[11] = {1, -10, 45, 120, -210, 252, 210, -120, 45, 10, -1};
-    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{16, 16}, {37, 19}, {64, 48}}) {
+    for (const auto& size : {std::pair<uint32_t, uint32_t>{16, 16}, {37, 19}, {64, 48}}) {
+        const uint32_t w = size.first, h = size.second;
         SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
         Blocks b;
         const size_t pixels = size_t(w) * h;
@@ -571,7 +573,8 @@ uint8_t* blobs(Blocks& b, uint32_t w, uint32_t h, uint32_t seed)
 TEST_F(Gpu, EdgeEnginesGiveTheReferenceResults)
 {
     REQUIRE_GPU();
-    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{16, 16}, {37, 19}, {64, 48}}) {
+    for (const auto& size : {std::pair<uint32_t, uint32_t>{16, 16}, {37, 19}, {64, 48}}) {
+        const uint32_t w = size.first, h = size.second;
         SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
         Blocks b;
         const size_t pixels = size_t(w) * h;
@@ -977,7 +980,8 @@ TEST_F(Gpu, GeometryEnginesGiveTheReferenceBytesAtRealSizes)
     const float affine[6] = {0.93f, -0.31f, 9.4f, 0.29f, 0.95f, -6.2f};
     const float projection[9] = {1.02f, 0.13f, -4.5f, -0.07f, 0.91f, 6.25f, 0.0011f, -0.0008f, 1.0f};
     const uint64_t before = ilmvGpuStats().engineRuns;
-    for (auto [w, h] : {std::pair<uint32_t, uint32_t>{40, 24}, {37, 19}}) {
+    for (const auto& size : {std::pair<uint32_t, uint32_t>{40, 24}, {37, 19}}) {
+        const uint32_t w = size.first, h = size.second;
         SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
         Blocks b;
         const uint32_t dw = w + 5, dh = h - 3, ds = dw + 3;
