@@ -42,9 +42,11 @@ struct ilmvGeometryRows {
     // `channels` interleaved values.
     void (*quarter)(const uint8_t* const* rows, size_t outWidth, uint8_t* dst);
     void (*halfRounded)(const uint8_t* a, const uint8_t* b, size_t outWidth, uint32_t channels, uint8_t* dst);
+    // The truncated 2x2 mean (the scaling family's row kernel of the same form).
+    void (*halfTruncated)(const uint8_t* a, const uint8_t* b, size_t outWidth, uint8_t* dst);
     // Centred 2x up-sampling with weights 3/4 and 1/4: out = 3 a + b of two rows; then either
-    // each value twice, (3 v[i] + v[i -+ 1] + 8) >> 4 with v[-1] and v[n] the edge values,
-    // or (v + 2) >> 2 in place.
+    // each value twice, from a row with one more pixel on either side (pixel i at v[i + 1]):
+    // (3 v[i + 1] + v[i] + 8) >> 4 and (3 v[i + 1] + v[i + 2] + 8) >> 4; or (v + 2) >> 2.
     void (*rows31)(const uint8_t* a, const uint8_t* b, size_t n, uint16_t* out);
     void (*up31)(const uint16_t* v, size_t n, uint32_t channels, uint8_t* dst);
     void (*narrow31)(const uint16_t* v, size_t n, uint8_t* dst);
@@ -100,6 +102,9 @@ struct ilmvAffineMapping : ilmvMapping {
     int64_t reach = 0;            // the largest magnitude among them
 };
 
+// Columns between restarts of the perspective sums over a dstWidth x dstHeight frame.
+uint32_t ilmvPerspectiveBlock(uint32_t dstWidth, uint32_t dstHeight);
+
 struct ilmvPerspectiveMapping : ilmvMapping {
     ilmvPerspectiveMapping(const double m[9], ilmvSampler sampler, uint32_t dstWidth, uint32_t dstHeight);
     void row(uint32_t y, uint32_t x, uint32_t n, int32_t* X, int32_t* Y) const override;
@@ -139,8 +144,10 @@ LMV_STATUS ilmvWarpTwoPlane(const ilmvGeometryRows& rows, const ilmvSource& y, c
                             const ilmvTarget& dstY, const ilmvTarget& dstC);
 void ilmvAffinePatches(const ilmvGeometryRows& rows, const ilmvSource& src, const float32_t* positions,
                        const float32_t* affines, uint32_t count, uint8_t* patches, int32_t* status);
-// The patch's dst -> src matrix: its 2x2 part around the 8x8 grid's centre at the position.
+// The patch's dst -> src matrix: its 2x2 part around the 8x8 grid's centre at the position;
+// and whether all 64 bilinear samples of the patch lie inside (its status 0).
 void ilmvPatchMatrix(const float32_t* position, const float32_t* affine, double m[6]);
+bool ilmvPatchInside(const ilmvAffineMapping& mapping, const ilmvSource& src);
 
 // ---- The separable resampler ------------------------------------------------------------------
 LMV_STATUS ilmvResize(const ilmvGeometryRows& rows, const ilmvSource& src, const ilmvTarget& dst, int32_t interpolation);

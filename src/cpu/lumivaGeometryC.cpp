@@ -262,12 +262,17 @@ void ilmvAffineMapping::row(uint32_t y, uint32_t x, uint32_t n, int32_t* X, int3
         affineRow<int64_t>(X0, Y0, dx.data() + x, dy.data() + x, n, shift(), whole, X, Y);
 }
 
+uint32_t ilmvPerspectiveBlock(uint32_t dstWidth, uint32_t dstHeight)
+{
+    return std::max(1u, std::min(1024u / std::max(1u, std::min(16u, dstHeight)), dstWidth));
+}
+
 ilmvPerspectiveMapping::ilmvPerspectiveMapping(const double matrix[9], ilmvSampler sampler, uint32_t dstWidth,
                                                uint32_t dstHeight)
     : whole(sampler == ilmvNearest)
 {
     std::copy(matrix, matrix + 9, m);
-    block = std::max(1u, std::min(1024u / std::max(1u, std::min(16u, dstHeight)), dstWidth));
+    block = ilmvPerspectiveBlock(dstWidth, dstHeight);
 }
 
 // The sums restart every `block` columns: X = (m0 b + m1 y + m2) + m0 i at column b + i, and
@@ -433,19 +438,30 @@ void ilmvPatchMatrix(const float32_t* position, const float32_t* affine, double 
     m[3] = c, m[4] = d, m[5] = double(position[1]) - 3.5 * c - 3.5 * d;
 }
 
+bool ilmvPatchInside(const ilmvAffineMapping& mapping, const ilmvSource& src)
+{
+    const Neighbourhood hood = reach(ilmvBilinear);
+    int32_t X[8], Y[8];
+    for (uint32_t r = 0; r < 8; ++r) {
+        mapping.row(r, 0, 8, X, Y);
+        for (int i = 0; i < 8; ++i)
+            if (!inside(X[i] >> kBits, hood.before, hood.size, src.width) ||
+                !inside(Y[i] >> kBits, hood.before, hood.size, src.height))
+                return false;
+    }
+    return true;
+}
+
 void ilmvAffinePatches(const ilmvGeometryRows& rows, const ilmvSource& src, const float32_t* positions,
                        const float32_t* affines, uint32_t count, uint8_t* patches, int32_t* status)
 {
-    uint32_t extent[16];
     for (uint32_t p = 0; p < count; ++p) {
         double m[6];
         ilmvPatchMatrix(positions + 2 * p, affines + 4 * p, m);
         const ilmvAffineMapping mapping(m, ilmvBilinear, 8);
         const ilmvTarget patch = {patches + 64 * size_t(p), 8, 8, 8};
-        ilmvWarpFrame(rows, src, patch, {ilmvBilinear, LUMIVA_BORDER_REPLICATE, 0, extent}, mapping);
-        bool whole = true;
-        for (int r = 0; r < 8; ++r) whole = whole && extent[2 * r] == 0 && extent[2 * r + 1] == 7;
-        status[p] = whole ? 0 : 1;
+        ilmvWarpFrame(rows, src, patch, {ilmvBilinear, LUMIVA_BORDER_REPLICATE, 0, nullptr}, mapping);
+        status[p] = ilmvPatchInside(mapping, src) ? 0 : 1;
     }
 }
 

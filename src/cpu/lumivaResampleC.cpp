@@ -1,6 +1,7 @@
 // The separable resampler (nearest, area, bilinear, bicubic), the fixed-ratio scalers, and
 // the block transposer behind transposes, rotations and flips; with the reference kernels.
 #include "cpu/lumivaGeometry.h"
+#include "cpu/lumivaScale.h"
 
 #include <algorithm>
 #include <cmath>
@@ -70,8 +71,7 @@ void up31C(const uint16_t* v, size_t n, uint32_t ch, uint8_t* dst)
 {
     for (size_t i = 0; i < n; ++i)
         for (uint32_t c = 0; c < ch; ++c) {
-            const uint32_t mid = v[i * ch + c];
-            const uint32_t left = v[(i ? i - 1 : 0) * ch + c], right = v[(i + 1 < n ? i + 1 : i) * ch + c];
+            const uint32_t left = v[i * ch + c], mid = v[(i + 1) * ch + c], right = v[(i + 2) * ch + c];
             dst[2 * i * ch + c] = uint8_t((3 * mid + left + 8) >> 4);
             dst[(2 * i + 1) * ch + c] = uint8_t((3 * mid + right + 8) >> 4);
         }
@@ -281,12 +281,7 @@ LMV_STATUS ilmvResize(const ilmvGeometryRows& rows, const ilmvSource& src, const
 void ilmvScaleDownAuto(const ilmvGeometryRows& rows, const ilmvSource& src, const ilmvTarget& dst)
 {
     if (src.width == 2 * dst.width && src.height == 2 * dst.height) {
-        for (uint32_t y = 0; y < dst.height; ++y) {
-            const uint8_t* a = src.data + size_t(2 * y) * src.stride;
-            uint8_t* out = dst.data + size_t(y) * dst.stride;
-            for (uint32_t x = 0; x < dst.width; ++x)
-                out[x] = uint8_t((a[2 * x] + a[2 * x + 1] + a[src.stride + 2 * x] + a[src.stride + 2 * x + 1]) >> 2);
-        }
+        ilmvScaleDownBy2Frame(rows.halfTruncated, src.data, src.width, src.height, src.stride, dst.data, dst.stride);
     } else if (src.width == 4 * dst.width && src.height == 4 * dst.height) {
         ilmvScaleDownBy4(rows, src, dst.data, dst.stride);
     } else {
@@ -374,19 +369,26 @@ void ilmvScaleUpBy2Gaussian5x5(const ilmvGeometryRows& rows, const ilmvSource& s
     }
 }
 
+// Each row of 3 a + b sums gets one repeated edge value on either side, so the kernels read
+// both neighbours of every pixel without clamping.
 void ilmvUpsample(const ilmvGeometryRows& rows, const ilmvSource& src, uint8_t* dst, uint32_t dstStride, bool across,
                   bool down)
 {
-    const size_t values = size_t(src.width) * src.bpp;
-    std::vector<uint16_t> v(values);
+    const size_t values = size_t(src.width) * src.bpp, ch = src.bpp;
+    std::vector<uint16_t> v(values + 2 * ch);
     const uint32_t outRows = down ? 2 * src.height : src.height;
     for (uint32_t y = 0; y < outRows; ++y) {
         const uint32_t j = down ? y / 2 : y;
         const uint32_t other = !down ? j : y % 2 ? std::min(j + 1, src.height - 1) : (j ? j - 1 : 0);
-        rows.rows31(src.data + size_t(j) * src.stride, src.data + size_t(other) * src.stride, values, v.data());
+        rows.rows31(src.data + size_t(j) * src.stride, src.data + size_t(other) * src.stride, values, v.data() + ch);
         uint8_t* out = dst + size_t(y) * dstStride;
-        if (across) rows.up31(v.data(), src.width, src.bpp, out);
-        else rows.narrow31(v.data(), values, out);
+        if (!across) {
+            rows.narrow31(v.data() + ch, values, out);
+            continue;
+        }
+        std::copy_n(v.data() + ch, ch, v.data());
+        std::copy_n(v.data() + values, ch, v.data() + values + ch);
+        rows.up31(v.data(), src.width, src.bpp, out);
     }
 }
 
@@ -424,19 +426,24 @@ void ilmvFlip(const ilmvGeometryRows& rows, const ilmvSource& src, uint8_t* dst,
 {
     const bool mirror = direction & 1, upside = direction & 2;
     const size_t bytes = size_t(src.width) * src.bpp;
+    auto rowInto = [&](const uint8_t* from, uint8_t* to) {
+        if (mirror) rows.reverse(from, src.width, src.bpp, to);
+        else std::memmove(to, from, bytes);
+    };
+    const uintptr_t srcFirst = reinterpret_cast<uintptr_t>(src.data), dstFirst = reinterpret_cast<uintptr_t>(dst);
+    const bool overlap = dstFirst < srcFirst + size_t(src.height - 1) * src.stride + bytes &&
+                         srcFirst < dstFirst + size_t(src.height - 1) * dstStride + bytes;
+    if (!overlap) {
+        for (uint32_t y = 0; y < src.height; ++y)
+            rowInto(src.data + size_t(y) * src.stride, dst + size_t(upside ? src.height - 1 - y : y) * dstStride);
+        return;
+    }
+    // In place (dst is src): rows are taken in pairs through buffers.
     std::vector<uint8_t> top(bytes), bottom(bytes);
-    // Rows are taken in pairs through buffers, so dst may be src.
     for (uint32_t y = 0; y < (src.height + 1) / 2; ++y) {
         const uint32_t pair = src.height - 1 - y, ty = upside ? pair : y, by = upside ? y : pair;
-        const uint8_t* a = src.data + size_t(y) * src.stride;
-        const uint8_t* b = src.data + size_t(pair) * src.stride;
-        if (mirror) {
-            rows.reverse(a, src.width, src.bpp, top.data());
-            rows.reverse(b, src.width, src.bpp, bottom.data());
-        } else {
-            std::memcpy(top.data(), a, bytes);
-            std::memcpy(bottom.data(), b, bytes);
-        }
+        rowInto(src.data + size_t(y) * src.stride, top.data());
+        rowInto(src.data + size_t(pair) * src.stride, bottom.data());
         std::memcpy(dst + size_t(ty) * dstStride, top.data(), bytes);
         std::memcpy(dst + size_t(by) * dstStride, bottom.data(), bytes);
     }
@@ -476,6 +483,7 @@ void ilmvResampleRowsC(ilmvGeometryRows& r)
     r.transpose8x8 = transpose8x8C;
     r.quarter = quarterC;
     r.halfRounded = halfRoundedC;
+    r.halfTruncated = ilmvHalfRowC;
     r.rows31 = rows31C;
     r.up31 = up31C;
     r.narrow31 = narrow31C;

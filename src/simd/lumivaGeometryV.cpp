@@ -4,6 +4,7 @@
 // the fixed-ratio rows. The table starts as the reference one and replaces the kernels that
 // have a vector form; each gives the reference's bytes.
 #include "cpu/lumivaGeometry.h"
+#include "cpu/lumivaScale.h"
 #include "simd/lumivaNeon.h"
 
 namespace {
@@ -224,9 +225,12 @@ void quarterV(const uint8_t* const* rows, size_t outWidth, uint8_t* dst)
 void halfRoundedV(const uint8_t* a, const uint8_t* b, size_t outWidth, uint32_t ch, uint8_t* dst)
 {
     if (ch != 1) return ref().halfRounded(a, b, outWidth, ch, dst);
+    auto eight = [&](size_t x) {
+        return vrshrn_n_u16(vpadalq_u8(vpaddlq_u8(vld1q_u8(a + 2 * x)), vld1q_u8(b + 2 * x)), 2);
+    };
     size_t x = 0;
-    for (; x + 8 <= outWidth; x += 8)
-        vst1_u8(dst + x, vrshrn_n_u16(vpadalq_u8(vpaddlq_u8(vld1q_u8(a + 2 * x)), vld1q_u8(b + 2 * x)), 2));
+    for (; x + 16 <= outWidth; x += 16) vst1q_u8(dst + x, vcombine_u8(eight(x), eight(x + 8)));
+    for (; x + 8 <= outWidth; x += 8) vst1_u8(dst + x, eight(x));
     ref().halfRounded(a + 2 * x, b + 2 * x, outWidth - x, ch, dst + x);
 }
 
@@ -244,26 +248,16 @@ void narrow31V(const uint16_t* v, size_t n, uint8_t* dst)
     ref().narrow31(v + i, n - i, dst + i);
 }
 
-// Both outputs of pixel i, its neighbours repeating at the ends.
-inline void up31One(const uint16_t* v, size_t n, uint32_t ch, size_t i, uint8_t* dst)
-{
-    for (uint32_t c = 0; c < ch; ++c) {
-        const uint32_t mid = v[i * ch + c], left = v[(i ? i - 1 : 0) * ch + c], right = v[(i + 1 < n ? i + 1 : i) * ch + c];
-        dst[2 * i * ch + c] = uint8_t((3 * mid + left + 8) >> 4);
-        dst[(2 * i + 1) * ch + c] = uint8_t((3 * mid + right + 8) >> 4);
-    }
-}
-
-// Interior pixels 8 (or 4 pairs) a step, the two outputs of each interleaved by the store.
+// Pixels 8 (or 4 pairs) a step, the two outputs of each interleaved by the store; the row
+// comes with its edge values repeated on either side.
 void up31V(const uint16_t* v, size_t n, uint32_t ch, uint8_t* dst)
 {
     if (ch != 1 && ch != 2) return ref().up31(v, n, ch, dst);
-    up31One(v, n, ch, 0, dst);
-    size_t i = 1;
+    size_t i = 0;
     const size_t step = 8 / ch;
-    for (; i + step + 1 <= n; i += step) {
-        const uint16x8_t mid = vld1q_u16(v + i * ch), left = vld1q_u16(v + (i - 1) * ch);
-        const uint16x8_t right = vld1q_u16(v + (i + 1) * ch), three = vmulq_n_u16(mid, 3);
+    for (; i + step <= n; i += step) {
+        const uint16x8_t left = vld1q_u16(v + i * ch), mid = vld1q_u16(v + (i + 1) * ch);
+        const uint16x8_t right = vld1q_u16(v + (i + 2) * ch), three = vmulq_n_u16(mid, 3);
         const uint8x8_t even = vrshrn_n_u16(vaddq_u16(three, left), 4), odd = vrshrn_n_u16(vaddq_u16(three, right), 4);
         if (ch == 1) {
             const uint8x8x2_t pairs = {{even, odd}};
@@ -273,7 +267,7 @@ void up31V(const uint16_t* v, size_t n, uint32_t ch, uint8_t* dst)
             vst2_u16(reinterpret_cast<uint16_t*>(dst + 2 * i * ch), pairs);
         }
     }
-    for (; i < n; ++i) up31One(v, n, ch, i, dst);
+    ref().up31(v + i * ch, n - i, ch, dst + 2 * i * ch);
 }
 
 void pyrVerticalV(const uint8_t* a, const uint8_t* b, const uint8_t* c, size_t n, bool even, uint16_t* out)
@@ -311,6 +305,7 @@ ilmvGeometryRows simdRows()
     rows.transpose8x8 = transpose8x8V;
     rows.quarter = quarterV;
     rows.halfRounded = halfRoundedV;
+    rows.halfTruncated = ilmvHalfRowV;
     rows.rows31 = rows31V;
     rows.up31 = up31V;
     rows.narrow31 = narrow31V;

@@ -57,11 +57,11 @@ WARP_BORDER_WORDS = (" Border: LUMIVA_BORDER_UNDEFINED leaves destination pixels
                      "the nearest edge pixel.")
 
 
-def rule(ch_src=1, ch_dst=1, extra=(), dst_sized_op=True, pointers=("src", "dst")):
-    terms = list(pointers) + ["srcWidth", "srcHeight"] + (["dstWidth", "dstHeight"] if dst_sized_op else [])
+def rule(ch_src=1, ch_dst=1, extra=()):
+    terms = ["src", "dst", "srcWidth", "srcHeight", "dstWidth", "dstHeight"]
     row = lambda w, ch: w if ch == 1 else f"{w} * {ch}"
     terms.append(f"(srcStride >= {row('srcWidth', ch_src)})")
-    terms.append(f"(dstStride >= {row('dstWidth' if dst_sized_op else 'srcWidth', ch_dst)})")
+    terms.append(f"(dstStride >= {row('dstWidth', ch_dst)})")
     return " && ".join(terms + list(extra))
 
 
@@ -92,7 +92,7 @@ def target(w="dstWidth", h="dstHeight", stride="dstStride", data="dst"):
 
 
 # ---- Affine warps ---------------------------------------------------------------------------------
-AFFINE_GPU = Gpu(1, [], "dstWidth >= 1")
+WARP_GPU = Gpu(1, [], "dstWidth >= 1")  # the engines take any size and alignment
 geo(0, "lmv3ChannelTransformAffineClippedBCu8", [*src_of(3), AFFINE, *dst_sized(3), EXTENT],
     "Affine warp of RGB888 pixels with bicubic interpolation (the A = -0.75 cubic at 1/32-pixel phases, 4x4 "
     "weights in 1/32768 that sum to 32768, the sum plus 16384 shifted right by 15 and clamped). " + AFFINE_WORDS +
@@ -103,20 +103,20 @@ geo(0, "lmv3ChannelTransformAffineClippedBCu8", [*src_of(3), AFFINE, *dst_sized(
 geo(381, "lmvTransformAffineClippedu8", [*src_of(), AFFINE, *dst_sized(), EXTENT],
     "Affine warp, bilinear. " + AFFINE_WORDS + LEAVE_WORDS + EXTENT_WORDS + EXACT_WORDS + SIZE_LIMIT,
     f"ilmvWarpAffine({ROWS}, {source()}, affineMatrix, {target()}, 1, LUMIVA_BORDER_UNDEFINED, 0, dstBorder)",
-    rule=rule(extra=["affineMatrix"]), remote=remote(), gpu=AFFINE_GPU,
+    rule=rule(extra=["affineMatrix"]), remote=remote(), gpu=WARP_GPU,
     gpu_engine="lmvGpuTransformAffineClippedu8_v2(src, srcWidth, srcHeight, srcStride, affineMatrix, dst, dstWidth, "
                "dstHeight, dstStride, dstBorder, LUMIVA_INTERPOLATION_BILINEAR)")
 geo(382, "lmvTransformAffineu8_v2", [*src_of(), AFFINE, *dst_sized()],
     "Affine warp, bilinear, every destination pixel written: samples outside the source repeat the nearest edge "
     "pixel. " + AFFINE_WORDS + EXACT_WORDS + SIZE_LIMIT,
     f"ilmvWarpAffine({ROWS}, {source()}, affineMatrix, {target()}, 1, LUMIVA_BORDER_REPLICATE, 0, nullptr)",
-    rule=rule(extra=["affineMatrix"]), remote=remote(), gpu=AFFINE_GPU, gpu_engine="lmvGpuTransformAffineu8_v2")
+    rule=rule(extra=["affineMatrix"]), remote=remote(), gpu=WARP_GPU, gpu_engine="lmvGpuTransformAffineu8_v2")
 geo(458, "lmvTransformAffineClippedu8_v2", [*src_of(), AFFINE, *dst_sized(), EXTENT, INTERP],
     "Affine warp with a chosen interpolation: " + INTERP_WORDS + ". " + AFFINE_WORDS + LEAVE_WORDS + EXTENT_WORDS +
     EXACT_WORDS + SIZE_LIMIT,
     f"ilmvWarpAffine({ROWS}, {source()}, affineMatrix, {target()}, interpolation == 0 || interpolation == 1 ? "
     "interpolation : -1, LUMIVA_BORDER_UNDEFINED, 0, dstBorder)",
-    ret=STATUS, remote=remote(), gpu=AFFINE_GPU, gpu_engine="lmvGpuTransformAffineClippedu8_v2")
+    ret=STATUS, remote=remote(), gpu=WARP_GPU, gpu_engine="lmvGpuTransformAffineClippedu8_v2")
 geo(502, "lmvTransformAffineClippedu8_v3", [*src_of(), AFFINE, *dst_sized(), EXTENT, INTERP, *WARP_BORDER],
     "Affine warp with a chosen interpolation and border: " + INTERP_WORDS + ". " + AFFINE_WORDS + WARP_BORDER_WORDS +
     EXTENT_WORDS + EXACT_WORDS + SIZE_LIMIT,
@@ -140,7 +140,6 @@ geo(380, "lmvTransformAffine8x8u8",
     gpu=Gpu(1, [], "numPatches >= 1"), gpu_engine="lmvGpuTransformAffine8x8u8")
 
 # ---- Perspective warps ----------------------------------------------------------------------------
-PERSPECTIVE_GPU = Gpu(1, [], "dstWidth >= 1")
 
 
 def packed_perspective(slot, name, ch, kind, engine):
@@ -155,7 +154,7 @@ def packed_perspective(slot, name, ch, kind, engine):
         f"ilmvWarpPerspective({ROWS}, {source(ch, stride=row('srcWidth'))}, projectionMatrix, "
         f"{target(stride=row('dstWidth'))}, 0, LUMIVA_BORDER_UNDEFINED, 0)",
         rule="src && dst && projectionMatrix && srcWidth && srcHeight && dstWidth && dstHeight",
-        remote=default_remote([params[0], params[3]], "srcWidth", "srcHeight", 8), gpu=PERSPECTIVE_GPU,
+        remote=default_remote([params[0], params[3]], "srcWidth", "srcHeight", 8), gpu=WARP_GPU,
         gpu_engine=f"{engine}(src, srcWidth, srcHeight, {row('srcWidth')}, dst, dstWidth, dstHeight, "
                    f"{row('dstWidth')}, projectionMatrix)")
 
@@ -165,7 +164,7 @@ def strided_perspective(slot, name, ch, kind, engine):
                      PROJECTION],
         f"Perspective warp of {kind}, nearest neighbour. " + PERSPECTIVE_WORDS + LEAVE_WORDS + EXACT_WORDS + SIZE_LIMIT,
         f"ilmvWarpPerspective({ROWS}, {source(ch)}, projectionMatrix, {target()}, 0, LUMIVA_BORDER_UNDEFINED, 0)",
-        rule=rule(ch, ch, ["projectionMatrix"]), remote=remote(ch), gpu=PERSPECTIVE_GPU, gpu_engine=engine)
+        rule=rule(ch, ch, ["projectionMatrix"]), remote=remote(ch), gpu=WARP_GPU, gpu_engine=engine)
 
 
 packed_perspective(1, "lmv3ChannelWarpPerspectiveu8", 3, "RGB888 pixels", "lmvGpu3ChannelWarpPerspectiveu8")
@@ -302,7 +301,7 @@ geo(501, "lmvScaleu8_v2",
     "srcOffsetY)", ret=STATUS)
 
 # ---- Fixed ratios ---------------------------------------------------------------------------------
-def fixed(slot, name, params, doc, frame, w_out, h_out, **kw):
+def fixed(slot, name, params, doc, frame, **kw):
     geo(slot, name, params, doc + EXACT_WORDS, frame, **kw)
 
 
@@ -310,27 +309,25 @@ QUARTER_DST = Image("dst", U8, "srcWidth / 4", "srcHeight / 4", "dstStride", dir
 fixed(344, "lmvScaleDownBy4u8", [*src_of(), QUARTER_DST, Stride("dstStride")],
       "Quarter size: each output pixel is the truncated mean of a 4x4 block, (sum) >> 4; the output is srcWidth/4 x "
       "srcHeight/4 and leftover columns and rows are ignored.",
-      f"ilmvScaleDownBy4({ROWS}, {source()}, dst, dstStride)", "srcWidth / 4", "srcHeight / 4",
+      f"ilmvScaleDownBy4({ROWS}, {source()}, dst, dstStride)",
       rule="src && dst && (srcWidth >= 4) && (srcHeight >= 4) && (srcStride >= srcWidth) && (dstStride >= srcWidth / 4)",
-      case_min_width=4, remote=default_remote([src_in(), dst_in(1, "srcWidth / 4", "srcHeight / 4")], "srcWidth",
-                                              "srcHeight", 16),
+      case_min_width=4, remote=default_remote([src_in(), QUARTER_DST], "srcWidth", "srcHeight", 16),
       gpu=Gpu(1, [], "srcWidth >= 4"), gpu_engine="lmvGpuScaleDownBy4u8")
 THIRDS_DST = Image("dst", U8, "srcWidth / 3 * 2", "srcHeight / 3 * 2", "dstStride", direction="out")
 fixed(339, "lmvScaleDown3To2u8", [*src_of(), THIRDS_DST, Stride("dstStride")],
       "Two thirds: each 3x3 block gives a 2x2 block with area weights (2, 1, 0) and (0, 1, 2) per axis, the "
       "sum over 9 rounded half up; the output is srcWidth/3*2 x srcHeight/3*2.",
-      f"ilmvScaleDown3To2({source()}, dst, dstStride)", "", "",
+      f"ilmvScaleDown3To2({source()}, dst, dstStride)",
       rule="src && dst && (srcWidth >= 3) && (srcHeight >= 3) && (srcStride >= srcWidth) && "
            "(dstStride >= srcWidth / 3 * 2)", forms="C", case_min_width=3,
-      remote=default_remote([src_in(), dst_in(1, "srcWidth / 3 * 2", "srcHeight / 3 * 2")], "srcWidth", "srcHeight",
-                            16))
+      remote=default_remote([src_in(), THIRDS_DST], "srcWidth", "srcHeight", 16))
 HALF_DST = Image("dst", U8, "srcWidth", "srcHeight", "dstStride", direction="out", wdiv=2, hdiv=2, half="down",
                  default_stride="srcWidth / 2")
 fixed(484, "lmvScaleDownBy2Gaussian3x3u8", [*src_of(), HALF_DST, Stride("dstStride")],
       "Gaussian 3x3 decimation by two: output (x, y) is the [1 2 1] x [1 2 1] sum around source (2x, 2y), edge "
       "pixels repeated outside, plus 8 shifted right by 4; the output is srcWidth/2 x srcHeight/2.",
-      f"ilmvScaleDownBy2Gaussian3x3({source()}, dst, dstStride)", "", "", ret=STATUS, forms="C", case_min_width=2,
-      remote=default_remote([src_in(), dst_in(1, "srcWidth / 2", "srcHeight / 2")], "srcWidth", "srcHeight", 16))
+      f"ilmvScaleDownBy2Gaussian3x3({source()}, dst, dstStride)", ret=STATUS, forms="C", case_min_width=2,
+      remote=default_remote([src_in(), HALF_DST], "srcWidth", "srcHeight", 16))
 DOUBLE_DST = Image("dst", U8, "2 * srcWidth", "2 * srcHeight", "dstStride", direction="out",
                    default_stride="2 * srcWidth")
 fixed(349, "lmvScaleUpBy2Gaussian5x5u8", [*src_of(), DOUBLE_DST, Stride("dstStride")],
@@ -338,9 +335,9 @@ fixed(349, "lmvScaleUpBy2Gaussian5x5u8", [*src_of(), DOUBLE_DST, Stride("dstStri
       "axis times 2, the sum plus 32 shifted right by 6, so even outputs weigh 1 6 1 and odd ones 4 4 per axis; "
       "outside the source, column and row -1 read 1 and column and row n read n - 1. The output is 2 srcWidth x "
       "2 srcHeight.",
-      f"ilmvScaleUpBy2Gaussian5x5({ROWS}, {source()}, dst, dstStride)", "", "",
+      f"ilmvScaleUpBy2Gaussian5x5({ROWS}, {source()}, dst, dstStride)",
       rule="src && dst && srcWidth && srcHeight && (srcStride >= srcWidth) && (dstStride >= 2 * srcWidth)",
-      remote=default_remote([src_in(), dst_in(1, "2 * srcWidth", "2 * srcHeight")], "srcWidth", "srcHeight", 8),
+      remote=default_remote([src_in(), DOUBLE_DST], "srcWidth", "srcHeight", 8),
       gpu=Gpu(1, [], "srcWidth >= 1"), gpu_engine="lmvGpuScaleUpBy2Gaussian5x5u8")
 
 UP_WORDS = ("Centred 2x up-sampling (chroma up-sampling) {axes}: each source value gives two outputs weighing it 3/4 "
@@ -362,11 +359,10 @@ for slot, name, across, down, ch in ((388, "lmvUpsample2Du8", True, True, 1),
           UP_WORDS.format(axes=axes + kind, both=" (in 2D the weights multiply: 9/16, 3/16, 3/16, 1/16)"
                           if across and down else "", size=f"{w_out} x {h_out}"),
           f"ilmvUpsample({ROWS}, {source(ch)}, dst, dstStride, {'true' if across else 'false'}, "
-          f"{'true' if down else 'false'})", "", "",
+          f"{'true' if down else 'false'})",
           rule=f"src && dst && srcWidth && srcHeight && (srcStride >= {'srcWidth' if ch == 1 else 'srcWidth * 2'}) && "
                f"(dstStride >= {row})",
-          remote=default_remote([src_in(ch), Image("dst", U8, w_out, h_out, "dstStride", channels=ch, direction="out")],
-                                "srcWidth", "srcHeight", 8))
+          remote=default_remote([src_in(ch), out], "srcWidth", "srcHeight", 8))
 
 def whole(stride, elem):
     """Strides of wider elements count whole elements: a stride is rounded down to one."""

@@ -78,14 +78,12 @@ int runPerspective(int kernel, uint32_t bpp, const uint8_t* src, uint32_t srcWid
     ilmvGpuBlock m(9 * sizeof(double));
     if (!m.as<void>()) return ILMV_GPU_BAD_ARGUMENT;
     for (int k = 0; k < 9; ++k) m.as<double>()[k] = matrix[k];
-    const double probe[9] = {0, 0, 0, 0, 0, 0, 0, 0, 1};
-    const ilmvPerspectiveMapping mapping(probe, ilmvNearest, dstWidth, dstHeight);
     return ilmvGpuRun(ilmvGpuMakeCall(
         kPerspective, kernel,
         {imageOf(src, srcHeight, srcStride, uint64_t(srcWidth) * bpp),
          imageOf(dst, dstHeight, dstStride, uint64_t(dstWidth) * bpp), {m.as<void>(), 9 * sizeof(double)}},
         {ilmvGpuImageArg(0), ilmvGpuImageArg(1), ilmvGpuImageArg(2), ilmvGpuValue(srcWidth), ilmvGpuValue(srcHeight),
-         ilmvGpuValue(srcStride), ilmvGpuValue(dstStride), ilmvGpuValue(mapping.block)},
+         ilmvGpuValue(srcStride), ilmvGpuValue(dstStride), ilmvGpuValue(ilmvPerspectiveBlock(dstWidth, dstHeight))},
         dstWidth, dstHeight));
 }
 
@@ -130,16 +128,11 @@ LMV_EXPORT int lmvGpuTransformAffine8x8u8(const uint8_t* src, uint32_t srcWidth,
         ilmvPatchMatrix(positions + 2 * p, affines + 4 * p, m);
         const ilmvAffineMapping mapping(m, ilmvBilinear, 8);
         int32_t* t = terms.as<int32_t>() + 32 * size_t(p);
-        bool inside = true;
         for (uint32_t k = 0; k < 8; ++k) {
             t[2 * k] = mapping.dx[k], t[2 * k + 1] = mapping.dy[k];
             mapping.rowTerms(k, t[16 + 2 * k], t[17 + 2 * k]);
-            int32_t X[8], Y[8];
-            mapping.row(k, 0, 8, X, Y);
-            for (int i = 0; i < 8; ++i)
-                inside = inside && uint32_t(X[i] >> 5) < srcWidth - 1 && uint32_t(Y[i] >> 5) < srcHeight - 1;
         }
-        status[p] = inside ? 0 : 1;
+        status[p] = ilmvPatchInside(mapping, {src, srcWidth, srcHeight, srcStride, 1}) ? 0 : 1;
     }
     const int code = ilmvGpuRun(ilmvGpuMakeCall(
         kAffine, ILMV_GPU_K_TransformAffine8x8u8,
