@@ -173,9 +173,13 @@ public:
     {
         if (optional && coin()) return CaseResult<T>(nullptr, count);  // an optional output left out
         count = std::max<size_t>(count, 1);
-        results_.emplace_back(2 * count * sizeof(T), 0xA5);
+        // From the case memory like the images, so lists reach a remote side as shared blocks too.
+        const ilmvCaseAllocator& memory = ilmvCaseMemory();
+        results_.emplace_back(static_cast<uint8_t*>(memory.allocate(2 * count * sizeof(T))),
+                              ilmvCaseRelease{memory.release});
+        std::memset(results_.back().get(), 0xA5, 2 * count * sizeof(T));
         resultSizes_.push_back(count * sizeof(T));
-        return CaseResult<T>(reinterpret_cast<T*>(results_.back().data()), count);
+        return CaseResult<T>(reinterpret_cast<T*>(results_.back().get()), count);
     }
 
     template <class R>
@@ -202,7 +206,7 @@ public:
             }
         }
         for (size_t r = 0; r < results_.size(); ++r)
-            if (std::memcmp(results_[r].data(), results_[r].data() + resultSizes_[r], resultSizes_[r]) != 0)
+            if (std::memcmp(results_[r].get(), results_[r].get() + resultSizes_[r], resultSizes_[r]) != 0)
                 ilmvCaseReport()(describe() + ": the results differ");
     }
 
@@ -315,7 +319,7 @@ private:
     std::map<std::string, uint32_t> strides_;
     std::vector<std::unique_ptr<ilmvBuffer>> buffers_;
     std::vector<ilmvBuffer*> outputs_;
-    std::vector<std::vector<uint8_t>> results_;
+    std::vector<std::unique_ptr<uint8_t, ilmvCaseRelease>> results_;
     std::vector<std::vector<uint8_t>> arrays_;
     std::vector<size_t> resultSizes_;
     ilmvBuffer placeholder_;

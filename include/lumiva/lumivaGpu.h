@@ -157,6 +157,23 @@ LMV_EXPORT int lmvGpuScaleDownBy4u8(const uint8_t* src, uint32_t srcWidth, uint3
 LMV_EXPORT int lmvGpuScaleUpBy2Gaussian5x5u8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
                                              uint32_t srcStride, uint8_t* dst, uint32_t dstStride);
 
+/** lmvIntegrateImageu8_v2 on the GPU: a row scan, then a column scan; dst must be a block. */
+LMV_EXPORT int lmvGpuIntegrateImageu8(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight, uint32_t srcStride,
+                                      uint32_t* dst, uint32_t dstStride);
+/** lmvImageIntensityHistogram on the GPU: per-band partial histograms, then their sum; the
+ *  histogram is written on the CPU, so it need not be a block. */
+LMV_EXPORT int lmvGpuImageIntensityHistogram(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                             uint32_t srcStride, uint32_t* histogram);
+/** lmvImageIntensityStats on the GPU: the rectangle's exact 64-bit sums on the device, the mean
+ *  and population variance from them on the CPU. A rectangle outside the image is 397. */
+LMV_EXPORT int lmvGpuImageIntensityStats(const uint8_t* src, uint32_t srcWidth, uint32_t srcHeight,
+                                         uint32_t srcStride, uint32_t xBegin, uint32_t yBegin, uint32_t recWidth,
+                                         uint32_t recHeight, float32_t* mean, float32_t* variance);
+/** lmvBoundingRectangle on the GPU (no dispatching slot: call it directly). xy must be a block
+ *  of numPoints (x, y) pairs; no points is 397. */
+LMV_EXPORT int lmvGpuBoundingRectangle(const uint32_t* xy, uint32_t numPoints, uint32_t* rectTopLeftX,
+                                       uint32_t* rectTopLeftY, uint32_t* rectBotRightX, uint32_t* rectBotRightY);
+
 /** lmvFilterThresholdu8_v2 on the GPU: dst = 255 where src > threshold, else 0; dst may equal
  *  src. Kernel "Threshold_16" when the width is a multiple of 16 (16 x 8 pixels an item),
  *  "Threshold_2" otherwise (2 x 2); sizes and strides must fit 16 bits; a negative threshold
