@@ -10,6 +10,7 @@
 #include "lumiva/lumivaMemory.h"
 #include "lumiva/lumivaDsp.h"
 #include "lumiva/lumivaGpu.h"
+#include "lumiva/lumivaMserHandles.h"
 #include "lumiva/lumivaColorTypes.h"
 #include "lumiva/lumivaFamilies.h"
 
