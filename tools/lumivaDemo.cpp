@@ -303,6 +303,75 @@ ToolImage geometryPicture(std::vector<Step>& steps, const std::vector<uint8_t>& 
     return enlarged(canvas, k);
 }
 
+// Draws one closed polygon of (x, y) points in colour on the RGB canvas.
+void outline(ToolImage& canvas, const std::vector<int32_t>& polygon, const uint8_t colour[3], int32_t thickness = 1)
+{
+    const uint32_t n = uint32_t(polygon.size() / 2);
+    if (n) lmvDrawContourInterleavedu8(canvas.pixels.data(), canvas.width, canvas.height, 3 * canvas.width, 3, 1, &n,
+                                       polygon.data(), 0, colour, thickness);
+}
+
+// The shapes picture: the frame thresholded at its mean, the outer contours (green) of the
+// objects larger than 8x8 with their convex hulls (red) and bounding rectangles (blue), and the
+// MSER regions outlined in yellow.
+ToolImage shapesPicture(std::vector<Step>& steps, const std::vector<uint8_t>& grey, uint32_t w, uint32_t h, uint32_t k)
+{
+    ToolImage canvas{w, h, 3, std::vector<uint8_t>(size_t(w) * h * 3)};
+    for (size_t i = 0; i < grey.size(); ++i) std::fill_n(&canvas.pixels[3 * i], 3, uint8_t(grey[i] / 2 + 64));
+    std::vector<uint8_t> binary(grey.size());
+    const uint32_t capacity = 4096, maxPoints = 4 * (w + h) * 16;
+    std::vector<uint32_t> sizes(capacity), regionSizes(capacity);
+    std::vector<int32_t> points(2 * size_t(maxPoints));
+    std::vector<uint16_t> pixels(2 * grey.size());
+    uint32_t contours = 0, regions = 0;
+    timed(steps, "contours and MSER", [&] {
+        float mean = 0, variance = 0;
+        lmvImageIntensityStats(grey.data(), w, h, 0, 0, 0, w, h, &mean, &variance);
+        lmvFilterThresholdu8_v2(grey.data(), w, h, 0, binary.data(), 0, uint8_t(mean));
+        void* handle = nullptr;
+        if (lmvFindContoursAllocate(w, capacity, maxPoints, &handle) == LUMIVA_SUCCESS) {
+            lmvFindContoursExternalu8(binary.data(), w, h, 0, &contours, sizes.data(), points.data(), handle);
+            lmvFindContoursDelete(handle);
+        }
+        if (lmvMserInit(w, h, 3, 30, w * h / 8, 0.5f, 0.2f, capacity, &handle) == LUMIVA_SUCCESS) {
+            lmvMseru8_v2ST(handle, grey.data(), w, h, 0, &regions, regionSizes.data(), pixels.data(), uint32_t(grey.size()));
+            lmvMserRelease(handle);
+        }
+    });
+    // The MSER regions as one mask, outlined by its outer contours.
+    std::vector<uint8_t> stable(grey.size(), 0);
+    for (size_t i = 0, at = 0; i < regions; at += regionSizes[i++])
+        for (uint32_t j = 0; j < regionSizes[i]; ++j) stable[size_t(pixels[2 * (at + j) + 1]) * w + pixels[2 * (at + j)]] = 1;
+    uint32_t outlines = 0;
+    void* handle = nullptr;
+    if (lmvFindContoursAllocate(w, capacity, maxPoints, &handle) == LUMIVA_SUCCESS) {
+        std::vector<uint32_t> outlineSizes(capacity);
+        std::vector<int32_t> outlinePoints(2 * size_t(maxPoints));
+        lmvFindContoursExternalu8(stable.data(), w, h, 0, &outlines, outlineSizes.data(), outlinePoints.data(), handle);
+        const uint8_t yellow[3] = {240, 220, 40};
+        lmvDrawContourInterleavedu8(canvas.pixels.data(), w, h, 3 * w, 3, outlines, outlineSizes.data(),
+                                    outlinePoints.data(), -1, yellow, 1);
+        lmvFindContoursDelete(handle);
+    }
+    const uint8_t green[3] = {0, 200, 0}, red[3] = {230, 30, 30}, blue[3] = {40, 80, 255};
+    for (uint32_t c = 0, at = 0; c < contours; at += sizes[c++]) {
+        const std::vector<int32_t> contour(points.begin() + 2 * at, points.begin() + 2 * (at + sizes[c]));
+        std::vector<uint32_t> hull(sizes[c]), xy(contour.begin(), contour.end());
+        uint32_t corners = 0, box[4];
+        lmvFindConvexHull(contour.data(), sizes[c], 1, hull.data(), &corners);
+        std::vector<int32_t> hullPoints;
+        for (uint32_t i = 0; i < corners; ++i) hullPoints.push_back(contour[2 * hull[i]]), hullPoints.push_back(contour[2 * hull[i] + 1]);
+        lmvBoundingRectangle(xy.data(), sizes[c], box, box + 1, box + 2, box + 3);
+        if (box[2] - box[0] < 8 || box[3] - box[1] < 8) continue;
+        const std::vector<int32_t> rect = {int32_t(box[0]), int32_t(box[1]), int32_t(box[2]), int32_t(box[1]),
+                                           int32_t(box[2]), int32_t(box[3]), int32_t(box[0]), int32_t(box[3])};
+        outline(canvas, rect, blue);
+        outline(canvas, hullPoints, red);
+        outline(canvas, contour, green);
+    }
+    return enlarged(canvas, k);
+}
+
 bool inObject(double x, double y, double objX, double objY, double margin)
 {
     return x >= objX - margin && y >= objY - margin && x < objX + kObjSide + margin && y < objY + kObjSide + margin;
@@ -368,6 +437,7 @@ DemoResult runDemo(const DemoOptions& options)
                                     : filterStrip(steps, greyA, w, h, w / 2, h / 2);
     const ToolImage edgeLines = edgesPicture(steps, blurA, w, h, pictureFactor(w, h), &result);
     const ToolImage geometry = geometryPicture(steps, greyA, w, h, pictureFactor(w, h));
+    const ToolImage shapes = shapesPicture(steps, blurA, w, h, pictureFactor(w, h));
     const int levels = levelsFor(w, h);
     std::vector<lmvPyramidLevel_v2> pyrA(levels), pyrB(levels);
     timed(steps, "pyramids", [&] {
@@ -446,7 +516,7 @@ DemoResult runDemo(const DemoOptions& options)
     std::filesystem::create_directories(options.output, ignored);
     const std::pair<const char*, const ToolImage*> pictures[] = {
         {"corners.png", &corners}, {"flow.png", &flow}, {"foreground.png", nullptr}, {"filters.png", &strip},
-        {"edges.png", &edgeLines}, {"geometry.png", &geometry}};
+        {"edges.png", &edgeLines}, {"geometry.png", &geometry}, {"shapes.png", &shapes}};
     const ToolImage bigMask = enlarged(mask, k);
     for (const auto& [name, img] : pictures) {
         const std::string path = options.output + "/" + name;

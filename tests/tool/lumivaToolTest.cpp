@@ -121,7 +121,7 @@ TEST(ToolDemo, BuiltInSceneTracksTheKnownMotion)
     options.quiet = true;
     const DemoResult result = runDemo(options);
     ASSERT_EQ(result.exitCode, kExitOk);
-    ASSERT_EQ(result.pictures.size(), 6u);  // corners, flow, foreground, the filter strip, edges and lines, geometry
+    ASSERT_EQ(result.pictures.size(), 7u);  // corners, flow, foreground, the filter strip, edges and lines, geometry, shapes
     for (const std::string& picture : result.pictures) EXPECT_TRUE(exists(picture)) << picture;
     EXPECT_GT(result.corners, 50u);
     EXPECT_GT(result.edgePixels, 0u);
