@@ -25,20 +25,20 @@ struct ilmvAnalysisRows {
     // q[i - 1] for 1 <= i < n - 1, modulo 2^32.
     void (*tiltedRow)(const uint32_t* a, const uint32_t* b, const uint32_t* p, const uint32_t* q, size_t n,
                       uint32_t* out);
-    // Adds the row's byte counts to hist[256].
-    void (*histogram)(const uint8_t* src, size_t n, uint32_t* hist);
+    // Adds the byte counts of `rows` rows of n bytes, `stride` apart, to hist[256].
+    void (*histogram)(const uint8_t* src, size_t n, size_t rows, size_t stride, uint32_t* hist);
     // Adds the row's sum and sum of squares.
     void (*sums)(const uint8_t* src, size_t n, uint64_t* sum, uint64_t* squares);
     // dst[i] = lut[src[i]].
     void (*lookup)(const uint8_t* src, size_t n, const uint8_t* lut, uint8_t* dst);
-    // Index of the row's minimum and maximum (the first of each), by the type's order key.
-    void (*minMaxU8)(const uint8_t* src, size_t n, size_t* minAt, size_t* maxAt);
-    void (*minMaxS16)(const int16_t* src, size_t n, size_t* minAt, size_t* maxAt);
-    void (*minMaxU16)(const uint16_t* src, size_t n, size_t* minAt, size_t* maxAt);
-    void (*minMaxS32)(const int32_t* src, size_t n, size_t* minAt, size_t* maxAt);
-    void (*minMaxU32)(const uint32_t* src, size_t n, size_t* minAt, size_t* maxAt);
-    // f32 compares by value with -0 below +0, NaN skipped; a row of NaN reports n for both.
-    void (*minMaxF32)(const float32_t* src, size_t n, size_t* minAt, size_t* maxAt);
+    // The row's minimum and maximum (n >= 1).
+    void (*minMaxU8)(const uint8_t* src, size_t n, uint8_t* lo, uint8_t* hi);
+    void (*minMaxS16)(const int16_t* src, size_t n, int16_t* lo, int16_t* hi);
+    void (*minMaxU16)(const uint16_t* src, size_t n, uint16_t* lo, uint16_t* hi);
+    void (*minMaxS32)(const int32_t* src, size_t n, int32_t* lo, int32_t* hi);
+    void (*minMaxU32)(const uint32_t* src, size_t n, uint32_t* lo, uint32_t* hi);
+    // f32 by order keys (ilmvFloatKey), NaN skipped; false for a row of NaN only.
+    bool (*minMaxF32)(const float32_t* src, size_t n, int32_t* lo, int32_t* hi);
     // The four sums of i^k p, k = 0..3, over a chunk of at most ILMV_MOMENT_CHUNK bytes (i
     // from 0 within the chunk).
     void (*momentChunkU8)(const uint8_t* src, size_t n, uint32_t sums[4]);

@@ -56,9 +56,10 @@ void tiltedRowC(const uint32_t* a, const uint32_t* b, const uint32_t* p, const u
     for (size_t i = 1; i + 1 < n; ++i) out[i] = a[i - 1] + a[i + 1] - b[i] + p[i - 1] + q[i - 1];
 }
 
-void histogramC(const uint8_t* src, size_t n, uint32_t* hist)
+void histogramC(const uint8_t* src, size_t n, size_t rows, size_t stride, uint32_t* hist)
 {
-    for (size_t i = 0; i < n; ++i) ++hist[src[i]];
+    for (size_t y = 0; y < rows; ++y, src += stride)
+        for (size_t i = 0; i < n; ++i) ++hist[src[i]];
 }
 
 void sumsC(const uint8_t* src, size_t n, uint64_t* sum, uint64_t* squares)
@@ -78,29 +79,28 @@ void lookupC(const uint8_t* src, size_t n, const uint8_t* lut, uint8_t* dst)
 }
 
 template <class T>
-void minMaxC(const T* src, size_t n, size_t* minAt, size_t* maxAt)
+void minMaxC(const T* src, size_t n, T* lo, T* hi)
 {
-    size_t lo = 0, hi = 0;
+    T a = src[0], b = src[0];
     for (size_t i = 1; i < n; ++i) {
-        if (src[i] < src[lo]) lo = i;
-        if (src[i] > src[hi]) hi = i;
+        a = src[i] < a ? src[i] : a;
+        b = src[i] > b ? src[i] : b;
     }
-    *minAt = lo;
-    *maxAt = hi;
+    *lo = a;
+    *hi = b;
 }
 
-void minMaxF32C(const float32_t* src, size_t n, size_t* minAt, size_t* maxAt)
+bool minMaxF32C(const float32_t* src, size_t n, int32_t* lo, int32_t* hi)
 {
-    size_t lo = n, hi = n;
-    int32_t loKey = 0, hiKey = 0;
+    bool any = false;
     for (size_t i = 0; i < n; ++i) {
         if (std::isnan(src[i])) continue;
         const int32_t key = ilmvFloatKey(src[i]);
-        if (lo == n || key < loKey) lo = i, loKey = key;
-        if (hi == n || key > hiKey) hi = i, hiKey = key;
+        *lo = !any || key < *lo ? key : *lo;
+        *hi = !any || key > *hi ? key : *hi;
+        any = true;
     }
-    *minAt = lo;
-    *maxAt = hi;
+    return any;
 }
 
 void momentChunkU8C(const uint8_t* src, size_t n, uint32_t sums[4])
@@ -243,7 +243,7 @@ void ilmvHistogram(const ilmvAnalysisRows& rows, const uint8_t* src, uint32_t w,
                    uint32_t* hist)
 {
     std::memset(hist, 0, 256 * 4);
-    for (uint32_t y = 0; y < h; ++y) rows.histogram(rowAt(src, stride, y), w, hist);
+    rows.histogram(src, w, h, stride, hist);
 }
 
 // lut[v] = round((cdf(v) - cdf(first)) * (255 / (total - count(first)))) in float, rounded half
@@ -290,7 +290,7 @@ LMV_STATUS ilmvSpatialHistogram(const ilmvAnalysisRows& rows, const uint8_t* src
         for (uint32_t cx = 0; cx < cellsX; ++cx) {
             const uint32_t x0 = uint32_t(uint64_t(cx) * w / cellsX), x1 = uint32_t(uint64_t(cx + 1) * w / cellsX);
             std::memset(counts, 0, sizeof counts);
-            for (uint32_t y = y0; y < y1; ++y) rows.histogram(rowAt(src, stride, y) + x0, x1 - x0, counts);
+            rows.histogram(rowAt(src, stride, y0) + x0, x1 - x0, y1 - y0, stride, counts);
             uint64_t counted = 0;
             for (uint32_t b = 0; b < bins; ++b) counted += counts[b];
             float32_t* cell = out + (size_t(cy) * cellsX + cx) * bins;
@@ -327,37 +327,43 @@ LMV_STATUS ilmvIntensityStats(const ilmvAnalysisRows& rows, const uint8_t* src, 
 // ---- Extremes -----------------------------------------------------------------------------------
 namespace {
 
-template <class T>
-void rowMinMax(const ilmvAnalysisRows& rows, const T* s, size_t n, size_t* lo, size_t* hi);
-template <>
-void rowMinMax(const ilmvAnalysisRows& rows, const uint8_t* s, size_t n, size_t* lo, size_t* hi)
+// The row's extremes as order keys: the values themselves, floats by their keys; false for a
+// row with no number.
+template <class T, class Kernel>
+bool keysOf(Kernel kernel, const T* s, size_t n, int64_t* lo, int64_t* hi)
 {
-    rows.minMaxU8(s, n, lo, hi);
+    T a, b;
+    kernel(s, n, &a, &b);
+    *lo = int64_t(a), *hi = int64_t(b);
+    return true;
 }
-template <>
-void rowMinMax(const ilmvAnalysisRows& rows, const int16_t* s, size_t n, size_t* lo, size_t* hi)
+
+bool rowKeys(const ilmvAnalysisRows& rows, const uint8_t* s, size_t n, int64_t* lo, int64_t* hi)
 {
-    rows.minMaxS16(s, n, lo, hi);
+    return keysOf(rows.minMaxU8, s, n, lo, hi);
 }
-template <>
-void rowMinMax(const ilmvAnalysisRows& rows, const uint16_t* s, size_t n, size_t* lo, size_t* hi)
+bool rowKeys(const ilmvAnalysisRows& rows, const int16_t* s, size_t n, int64_t* lo, int64_t* hi)
 {
-    rows.minMaxU16(s, n, lo, hi);
+    return keysOf(rows.minMaxS16, s, n, lo, hi);
 }
-template <>
-void rowMinMax(const ilmvAnalysisRows& rows, const int32_t* s, size_t n, size_t* lo, size_t* hi)
+bool rowKeys(const ilmvAnalysisRows& rows, const uint16_t* s, size_t n, int64_t* lo, int64_t* hi)
 {
-    rows.minMaxS32(s, n, lo, hi);
+    return keysOf(rows.minMaxU16, s, n, lo, hi);
 }
-template <>
-void rowMinMax(const ilmvAnalysisRows& rows, const uint32_t* s, size_t n, size_t* lo, size_t* hi)
+bool rowKeys(const ilmvAnalysisRows& rows, const int32_t* s, size_t n, int64_t* lo, int64_t* hi)
 {
-    rows.minMaxU32(s, n, lo, hi);
+    return keysOf(rows.minMaxS32, s, n, lo, hi);
 }
-template <>
-void rowMinMax(const ilmvAnalysisRows& rows, const float32_t* s, size_t n, size_t* lo, size_t* hi)
+bool rowKeys(const ilmvAnalysisRows& rows, const uint32_t* s, size_t n, int64_t* lo, int64_t* hi)
 {
-    rows.minMaxF32(s, n, lo, hi);
+    return keysOf(rows.minMaxU32, s, n, lo, hi);
+}
+bool rowKeys(const ilmvAnalysisRows& rows, const float32_t* s, size_t n, int64_t* lo, int64_t* hi)
+{
+    int32_t a = 0, b = 0;
+    const bool any = rows.minMaxF32(s, n, &a, &b);
+    *lo = a, *hi = b;
+    return any;
 }
 
 // The order the extremes follow: the value itself, or the float key (NaN never ranks).
@@ -383,6 +389,16 @@ struct Extremes {
     uint32_t minX = 0, minY = 0, maxX = 0, maxY = 0;
 };
 
+// The first place in the row holding the key (the row's own extreme, so one is there).
+template <class T>
+uint32_t firstWithKey(const T* s, int64_t key)
+{
+    uint32_t x = 0;
+    while (!ranks(s[x]) || orderKey(s[x]) != key) ++x;
+    return x;
+}
+
+// Rows give their extremes; only a row that betters one is searched for its first place.
 template <class T>
 Extremes findExtremes(const ilmvAnalysisRows& rows, const T* src, uint32_t w, uint32_t h, uint32_t stride)
 {
@@ -390,11 +406,10 @@ Extremes findExtremes(const ilmvAnalysisRows& rows, const T* src, uint32_t w, ui
     int64_t lo = 0, hi = 0;
     for (uint32_t y = 0; y < h; ++y) {
         const T* s = rowAt(src, stride, y);
-        size_t rowLo, rowHi;
-        rowMinMax(rows, s, w, &rowLo, &rowHi);
-        if (rowLo == w) continue;  // no value ranks in this row
-        if (!e.found || orderKey(s[rowLo]) < lo) lo = orderKey(s[rowLo]), e.minX = uint32_t(rowLo), e.minY = y;
-        if (!e.found || orderKey(s[rowHi]) > hi) hi = orderKey(s[rowHi]), e.maxX = uint32_t(rowHi), e.maxY = y;
+        int64_t rowLo, rowHi;
+        if (!rowKeys(rows, s, w, &rowLo, &rowHi)) continue;
+        if (!e.found || rowLo < lo) lo = rowLo, e.minX = firstWithKey(s, rowLo), e.minY = y;
+        if (!e.found || rowHi > hi) hi = rowHi, e.maxX = firstWithKey(s, rowHi), e.maxY = y;
         e.found = true;
     }
     return e;

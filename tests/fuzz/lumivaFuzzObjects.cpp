@@ -2,8 +2,10 @@
 // using and releasing one object: a pyramid (built by both forms, levels compared), a
 // KD-tree (queried by both forms, answers compared), a codebook model (learning and judging
 // frames), a storage with a sequence (pushes, reads, pops), the scratch pool (buffers taken
-// and released in any order), and FAST corner lists (both forms, capacities from the input). Objects are released within their step, so the leak checker
-// sees any block a step forgets.
+// and released in any order), FAST corner lists (both forms, capacities from the input),
+// contour contexts (every mode, capacities from the input, the contours then drawn, filled,
+// hulled and tested against) and MSER handles (parameters and capacities from the input).
+// Objects are released within their step, so the leak checker sees any block a step forgets.
 #include "lumivaFuzz.h"
 #include "lumivaKernels.h"
 
@@ -188,6 +190,60 @@ void corners(Feed& in)
         differ("corner lists");
 }
 
+void contours(Feed& in)
+{
+    const uint32_t w = 1 + in.upTo(40), h = 1 + in.upTo(30);
+    std::vector<uint8_t> image(size_t(w) * h);
+    for (uint8_t& v : image) v = in.byte() & 1;
+    const uint32_t maxContours = 1 + in.upTo(30), maxPoints = 1 + in.upTo(400);
+    void* handle = nullptr;
+    if (lmvFindContoursAllocate(w, maxContours, maxPoints, &handle) != LUMIVA_SUCCESS) return;
+    std::vector<uint32_t> sizes(maxContours);
+    std::vector<int32_t> points(2 * size_t(maxPoints)), hierarchy(4 * size_t(maxContours));
+    uint32_t count = 0;
+    switch (in.byte() % 4) {
+    case 0: lmvFindContoursExternalu8(image.data(), w, h, w, &count, sizes.data(), points.data(), handle); break;
+    case 1: lmvFindContoursListu8(image.data(), w, h, w, &count, sizes.data(), points.data(), handle); break;
+    case 2: lmvFindContoursCcompu8(image.data(), w, h, w, &count, sizes.data(), points.data(), hierarchy.data(), handle); break;
+    default: lmvFindContoursTreeu8(image.data(), w, h, w, &count, sizes.data(), points.data(), hierarchy.data(), handle);
+    }
+    lmvFindContoursDelete(handle);
+    if (!count) return;
+    const uint8_t colour[3] = {1, 2, 3};
+    lmvDrawContourInterleavedu8(image.data(), w / 3 ? w / 3 : 1, h, w, w / 3 ? 3 : 1, count, sizes.data(), points.data(),
+                                int32_t(in.upTo(count)) - 1, colour, in.byte() & 1 ? 1 : -1);
+    std::vector<uint32_t> hull(sizes[0]);
+    uint32_t corners = 0;
+    lmvFindConvexHull(points.data(), sizes[0], in.byte() & 1, hull.data(), &corners);
+    (void)lmvPointPolygonTest(points.data(), sizes[0], float(in.upTo(w)), float(in.upTo(h)), in.byte() & 1);
+    lmvFillConvexPolyu8(points.data(), sizes[0], image.data(), w, h, w, 1, colour);
+}
+
+void mser(Feed& in)
+{
+    const uint32_t w = 1 + in.upTo(48), h = 1 + in.upTo(32);
+    std::vector<uint8_t> image(size_t(w) * h);
+    in.fill(image.data(), image.size());
+    const uint32_t maxRegions = 1 + in.upTo(20), maxPixels = in.upTo(2000);
+    void* handle = nullptr;
+    if (lmvMserInit(w, h, 1 + in.upTo(10), in.upTo(50), 1 + in.upTo(2000), float(in.upTo(100)) / 50.0f,
+                    float(in.upTo(99)) / 100.0f, maxRegions, &handle) != LUMIVA_SUCCESS)
+        return;
+    std::vector<uint32_t> sizes(maxRegions), rects(4 * size_t(maxRegions));
+    std::vector<uint16_t> xy(2 * size_t(maxPixels) + 2);
+    std::vector<float32_t> variation(maxRegions), ellipses(6 * size_t(maxRegions));
+    std::vector<uint8_t> polarity(maxRegions);
+    uint32_t count = 0;
+    switch (in.byte() % 3) {
+    case 0: lmvMserExtu8_v3ST(handle, image.data(), w, h, w, &count, sizes.data(), xy.data(), maxPixels, rects.data(),
+                              variation.data(), polarity.data(), ellipses.data()); break;
+    case 1: lmvMserExtNN8u8ST(handle, image.data(), w, h, w, &count, sizes.data(), xy.data(), maxPixels, rects.data(),
+                              variation.data(), polarity.data()); break;
+    default: lmvMseru8FxpST(handle, image.data(), w, h, w, &count, sizes.data(), xy.data(), maxPixels);
+    }
+    lmvMserRelease(handle);
+}
+
 }  // namespace
 
 LUMIVA_FUZZ_TARGET(objects)
@@ -196,9 +252,11 @@ LUMIVA_FUZZ_TARGET(objects)
     if (!ready) return 0;
     Feed in(data, size);
     for (int steps = 0; in.more() && steps < 16; ++steps) {
-        switch (in.byte() % 6) {
+        switch (in.byte() % 8) {
         case 0: pyramid(in); break;
         case 5: corners(in); break;
+        case 6: contours(in); break;
+        case 7: mser(in); break;
         case 1: kdTree(in); break;
         case 2: codebook(in); break;
         case 3: sequence(in); break;
