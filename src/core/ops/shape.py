@@ -36,8 +36,9 @@ shape(222, "lmvFindContoursDelete", [Handle("handle", "void*", "the context; fre
 
 CONTOUR_WORDS = ("Border following on a binary image (non-zero pixels are foreground; outside the image is "
                  "background): {what} Each contour is its border pixels where the direction changes (runs of one "
-                 "direction keep their ends), starting at its topmost-leftmost pixel, outer borders clockwise on "
-                 "the screen and holes counter-clockwise. Contours come out as a depth-first walk of the border "
+                 "direction keep their ends). An outer border starts at its first pixel in raster order and runs "
+                 "counter-clockwise on the screen (y down); a hole border starts at the pixel left of the hole's "
+                 "first pixel and runs clockwise. Contours come out as a depth-first walk of the border "
                  "tree in which the later-found sibling comes first (so bottom objects before top ones), exactly "
                  "as the common border-following implementation orders them. At most the context's maxNumContours "
                  "contours and maxTotalPoints points are stored, whole contours in order; numContours reports how "
