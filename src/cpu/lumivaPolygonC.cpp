@@ -86,16 +86,16 @@ struct Edge {
 // The edges of a closed polygon, its outline drawn on the way.
 void collectEdges(const ilmvCanvas& canvas, const std::vector<Pt>& v, std::vector<Edge>& edges)
 {
-    Pt p0 = {v.back().x << kShift, v.back().y};
+    Pt p0 = {v.back().x * kOne, v.back().y};
     for (const Pt& vertex : v) {
-        const Pt p1 = {vertex.x << kShift, vertex.y};
+        const Pt p1 = {vertex.x * kOne, vertex.y};
         Pt t0 = {(p0.x + (kOne >> 1)) >> kShift, p0.y}, t1 = {(p1.x + (kOne >> 1)) >> kShift, p1.y};
         line(canvas, t0, t1);
         Pt c0 = p0, c1 = p1;
         if (uint64_t(t0.x) >= canvas.width || uint64_t(t1.x) >= canvas.width || uint64_t(t0.y) >= canvas.height ||
             uint64_t(t1.y) >= canvas.height) {
             clipLine(canvas.width, canvas.height, t0, t1);
-            if (t0.y != t1.y) c0 = {t0.x << kShift, t0.y}, c1 = {t1.x << kShift, t1.y};
+            if (t0.y != t1.y) c0 = {t0.x * kOne, t0.y}, c1 = {t1.x * kOne, t1.y};
         } else {
             c0.x += kOne >> 1;
             c1.x += kOne >> 1;
@@ -273,7 +273,7 @@ void ilmvFillConvexPoly(const ilmvCanvas& canvas, const int32_t* polygon, uint32
             while (edges-- > 0) {
                 const int64_t ty = v[size_t(idx)].y;
                 if (ty > y) {
-                    const int64_t xs = v[size_t(idx0)].x << kShift, xe = v[size_t(idx)].x << kShift;
+                    const int64_t xs = v[size_t(idx0)].x * kOne, xe = v[size_t(idx)].x * kOne;
                     c.ye = ty;
                     c.dx = ((xe - xs) * 2 + (ty - y)) / (2 * (ty - y));
                     c.x = xs;
