@@ -98,13 +98,6 @@ struct Node {
     bool kept = false;
 };
 
-struct Region {
-    int32_t pixel;
-    uint32_t area;
-    double variation;
-    uint8_t polarity;
-};
-
 std::vector<Node> canonicalNodes(const ComponentTree& t, std::vector<int32_t>& nodeOf)
 {
     std::vector<Node> nodes;
@@ -187,7 +180,7 @@ private:
 
 // Writes one region if both capacities hold.
 bool emit(const ilmvMserOutputs& out, const std::vector<int32_t>& pixels, const uint8_t* src, uint32_t w,
-          uint32_t stride, const Region& r, uint32_t index, uint32_t* usedPixels)
+          uint32_t stride, double variation, uint8_t polarity, uint32_t index, uint32_t* usedPixels)
 {
     const uint32_t n = uint32_t(pixels.size());
     if (n > out.maxTotalPixels - *usedPixels) return false;
@@ -207,8 +200,8 @@ bool emit(const ilmvMserOutputs& out, const std::vector<int32_t>& pixels, const 
         uint32_t* rect = out.regionRects + 4 * size_t(index);
         rect[0] = x0, rect[1] = y0, rect[2] = x1, rect[3] = y1;
     }
-    if (out.regionVariation) out.regionVariation[index] = float32_t(r.variation);
-    if (out.regionPolarity) out.regionPolarity[index] = r.polarity;
+    if (out.regionVariation) out.regionVariation[index] = float32_t(variation);
+    if (out.regionPolarity) out.regionPolarity[index] = polarity;
     if (out.regionEllipses) {
         const double cx = sx / n, cy = sy / n;
         float32_t* e = out.regionEllipses + 6 * size_t(index);
@@ -260,8 +253,7 @@ LMV_STATUS ilmvMser(const void* handle, const uint8_t* src, uint32_t w, uint32_t
             const double variation = fixedPoint ? n.variation / 65536.0 : n.variation;
             subtrees.collect(n.pixel, pixels);
             if (stored == c->maxRegions ||
-                !emit(out, pixels, src, w, stride, {n.pixel, tree.area(n.pixel), variation, polarity}, stored,
-                      &usedPixels)) {
+                !emit(out, pixels, src, w, stride, variation, polarity, stored, &usedPixels)) {
                 full = true;
                 break;
             }

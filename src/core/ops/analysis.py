@@ -58,10 +58,16 @@ ana(290, "lmvIntegrateImageLine64u8", line_params("64"), LINE_WORDS + " The row 
 ana(291, "lmvIntegrateImageLineu8", line_params("width"), LINE_WORDS + WRAP,
     f"ilmvIntegrateLine({ROWS}, src, width, prevSum, prevSqSum, sum, sqSum)", rule="src && width && sum && sqSum")
 
-INTEGRAL_DST = Image("dst", U32, "(srcWidth + 1)", "(srcHeight + 1)", "dstStride", direction="out")
+def integral_of(elem):
+    """A (srcWidth + 1) x (srcHeight + 1) integral destination and the rule on its stride."""
+    return (Image("dst", elem, "(srcWidth + 1)", "(srcHeight + 1)", "dstStride", direction="out"),
+            plain_rule([f"(dstStride >= (srcWidth + 1) * {elem.size})"]))
+
+
+INTEGRAL_DST, INTEGRAL_RULE = integral_of(U32)
 ana(292, "lmvIntegrateImageu8_v2", [*src_of(), INTEGRAL_DST, Stride("dstStride")], INTEGRAL_WORDS + WRAP,
     f"ilmvIntegrate({ROWS}, src, srcWidth, srcHeight, srcStride, dst, dstStride, nullptr, 0)",
-    entry=False, rule=plain_rule(["(dstStride >= (srcWidth + 1) * 4)"]),
+    entry=False, rule=INTEGRAL_RULE,
     remote=remote_for(SRC, INTEGRAL_DST), gpu=Gpu(1, [], "srcWidth >= 1"), gpu_engine="lmvGpuIntegrateImageu8",
     entries=[Entry("lmvIntegrateImageu8",
                    [Image("src", U8, "srcWidth", "srcHeight", "srcWidth"), Size("srcWidth"), Size("srcHeight"),
@@ -69,17 +75,15 @@ ana(292, "lmvIntegrateImageu8_v2", [*src_of(), INTEGRAL_DST, Stride("dstStride")
                    "src && dst && srcWidth && srcHeight",
                    ["src", "srcWidth", "srcHeight", "srcWidth", "dst", "(srcWidth + 1) * 4"],
                    doc="packed rows: srcWidth bytes in, srcWidth + 1 sums out"),
-             Entry("lmvIntegrateImageu8_v2", [*src_of(), INTEGRAL_DST, Stride("dstStride")],
-                   plain_rule(["(dstStride >= (srcWidth + 1) * 4)"]),
+             Entry("lmvIntegrateImageu8_v2", [*src_of(), INTEGRAL_DST, Stride("dstStride")], INTEGRAL_RULE,
                    ["src", "srcWidth", "srcHeight", "srcStride", "dst", "dstStride"])])
-SQ64_DST = Image("dst", Elem("u64", "uint64_t", 8), "(srcWidth + 1)", "(srcHeight + 1)", "dstStride",
-                 direction="out")
+SQ64_DST, SQ64_RULE = integral_of(Elem("u64", "uint64_t", 8))
 ana(293, "lmvIntegrateImageu8u64", [*src_of(), SQ64_DST, Stride("dstStride")],
     "The integral image of the squares in 64 bits, so window variances stay exact on any frame: dst is "
     "(srcWidth + 1) x (srcHeight + 1) with a zero first row and column, and dst(x + 1, y + 1) the sum of src^2 over "
     "columns 0..x and rows 0..y.",
     f"ilmvIntegrateSquares64({ROWS}, src, srcWidth, srcHeight, srcStride, dst, dstStride)",
-    rule=plain_rule(["(dstStride >= (srcWidth + 1) * 8)"]), remote=remote_for(SRC, SQ64_DST))
+    rule=SQ64_RULE, remote=remote_for(SRC, SQ64_DST))
 
 YC_PLANES = [Image("srcY", U8, "srcWidth", "srcHeight", "srcYStride", doc="luma"),
              Image("srcC", U8, "srcWidth", "srcHeight", "srcCStride", channels=2, wdiv=2, hdiv=2,
@@ -165,13 +169,13 @@ ana(434, "lmvIntegratePatchu8_v3",
     f"ilmvIntegratePatch({ROWS}, src, srcWidth, srcHeight, srcStride, patchX, patchY, patchW, patchH, scaleW, "
     "scaleH, intgrl, intgrlSq, intgrlStride)", ret=STATUS, remote=remote_for(SRC))
 
-TILTED_DST = Image("dst", S32, "(srcWidth + 1)", "(srcHeight + 1)", "dstStride", direction="out")
+TILTED_DST, TILTED_RULE = integral_of(S32)
 ana(375, "lmvTiltedIntegralu8s32", [*src_of(), TILTED_DST, Stride("dstStride")],
     "The 45-degree integral image: dst is (srcWidth + 1) x (srcHeight + 1), and dst(X, Y) the sum of src(x, y) "
     "over rows y < Y and columns |x - X + 1| <= Y - 1 - y (the upward triangle whose apex is pixel (X - 1, Y - 1)); "
     "row 0 is zero. Sums wrap modulo 2^32.",
     f"ilmvTiltedIntegral({ROWS}, src, srcWidth, srcHeight, srcStride, dst, dstStride)",
-    rule=plain_rule(["(dstStride >= (srcWidth + 1) * 4)"]), remote=remote_for(SRC, TILTED_DST))
+    rule=TILTED_RULE, remote=remote_for(SRC, TILTED_DST))
 
 # ---- Histograms ----------------------------------------------------------------------------------
 HIST = Points("histogram", "uint32_t", "256", "out", "256 counters, overwritten", length="256")
